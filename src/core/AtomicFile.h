@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+/// Replacing a file so that every reader, and a crash, sees the old bytes or the new ones.
+namespace atomicfile {
+
+/// Writes a temporary file beside the target, sets its permissions before the first byte, flushes
+/// it to the disk and renames it over the target. A symbolic link is followed to what it names, and
+/// stays a link. The owner of a replaced file is kept where the system allows it.
+///
+/// @param mode permission bits of the result; when absent those of the replaced file, or 0644
+/// @throws std::system_error with the path; the file is then as it was and nothing is left behind
+void write(const std::filesystem::path& path, std::string_view bytes,
+           std::optional<mode_t> mode = std::nullopt);
+
+/// The whole file.
+/// @throws std::system_error with the path
+[[nodiscard]] std::string read(const std::filesystem::path& path);
+
+} // namespace atomicfile

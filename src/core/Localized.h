@@ -1,0 +1,14 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+/// Texts that are born below the interface and shown to the user. The text itself is the key.
+///
+/// @param key the text in Traditional Chinese
+/// @return its translation; the key itself while no translator is installed
+[[nodiscard]] std::string localized(std::string_view key);
+
+/// Installed once by a program that has translations, before anything is localized.
+void installTranslator(std::function<std::string(std::string_view key)> translate);

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+/// Takes one message of the log, without time and line feed.
+using LogSink = std::function<void(std::string_view message)>;
+
+namespace logging {
+
+/// The line that stands for a message: the time in ISO 8601 (UTC), a space, the message with
+/// everything made visible that could forge a line or hide text, a line feed.
+[[nodiscard]] std::string line(double millisecondsSince1970, std::string_view message);
+
+/// Writes that line to standard output with one write. Errors are ignored: there is nowhere to
+/// report them.
+void writeToStandardOutput(std::string_view message);
+
+} // namespace logging

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// What a person calls text, on UTF-8.
+namespace text {
+
+/// The first `count` characters as a person counts them (extended grapheme clusters, Unicode
+/// Annex 29), as a view into `utf8`.
+[[nodiscard]] std::string_view prefix(std::string_view utf8, std::size_t count);
+
+/// Whether both are the same text under canonical equivalence (Unicode Annex 15).
+[[nodiscard]] bool canonicallyEqual(std::string_view left, std::string_view right);
+
+/// The canonical decomposition (NFD). Invalid UTF-8 comes back as it is.
+[[nodiscard]] std::string decomposed(std::string_view utf8);
+
+/// Without the white space and line breaks at both ends: general category Z, U+0009 to U+000D and
+/// U+0085.
+[[nodiscard]] std::string_view trimmed(std::string_view utf8);
+
+/// Every maximal invalid sequence replaced by U+FFFD (Unicode 3.9, "substitution of maximal
+/// subparts").
+[[nodiscard]] std::string repaired(std::string_view bytes);
+
+/// On one line and without surprises: control characters, line and paragraph separators,
+/// bidirectional and other invisible format characters as \u{XXXX}, a line feed as \n.
+[[nodiscard]] std::string visible(std::string_view utf8);
+
+[[nodiscard]] bool isASCII(std::string_view bytes);
+
+} // namespace text

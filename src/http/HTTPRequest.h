@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/JSONValue.h"
+
+/// One parsed HTTP/1.1 request (RFC 9112), built once by the parser.
+struct HTTPRequest {
+    std::string method;                       ///< exactly as sent
+    std::string path = "/";                   ///< percent-decoded, without the query
+    std::map<std::string, std::string, std::less<>> query;   ///< percent-decoded; the last wins
+    std::map<std::string, std::string, std::less<>> headers; ///< names in lower case; the last wins
+    std::string body;
+    bool isLocal = false; ///< whether the peer's address is a loopback address
+
+    /// The body's members when it is a JSON object, else none.
+    [[nodiscard]] JSONObject jsonObject() const;
+    /// The value of a header by its lower-case name; null when it was not sent.
+    [[nodiscard]] const std::string* header(std::string_view name) const;
+};
