@@ -34,10 +34,10 @@ struct PairedDevice {
 
 /// The relay settings. All binary members are base64url texts.
 struct RelayConfig {
-    std::string url;        ///< without a "/" at the end
-    std::string channel;    ///< 16 random bytes
-    std::string auth;       ///< 32 random bytes
-    std::string privateKey; ///< the 32 raw bytes of an X25519 private key
+    std::string url;                   ///< without a "/" at the end
+    std::string channel;               ///< 16 random bytes
+    std::string auth;                  ///< 32 random bytes
+    std::string privateKey;            ///< the 32 raw bytes of an X25519 private key
     std::vector<PairedDevice> devices; ///< in pairing order
 
     /// The private key, or nothing when the text is not that of one.

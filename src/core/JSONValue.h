@@ -83,16 +83,16 @@ class JSONValue {
     enum class Type { string, number, boolean, object, array, null };
 
     JSONValue() : m_value(nullptr) {}
-    JSONValue(std::nullptr_t) : m_value(nullptr) {}                  // NOLINT
-    JSONValue(std::string text) : m_value(std::move(text)) {}        // NOLINT
-    JSONValue(std::string_view text) : m_value(std::string(text)) {} // NOLINT
-    JSONValue(const char* text) : m_value(std::string(text)) {}      // NOLINT
-    JSONValue(double number) : m_value(JSONNumber(number)) {}        // NOLINT
+    JSONValue(std::nullptr_t) : m_value(nullptr) {}                   // NOLINT
+    JSONValue(std::string text) : m_value(std::move(text)) {}         // NOLINT
+    JSONValue(std::string_view text) : m_value(std::string(text)) {}  // NOLINT
+    JSONValue(const char* text) : m_value(std::string(text)) {}       // NOLINT
+    JSONValue(double number) : m_value(JSONNumber(number)) {}         // NOLINT
     JSONValue(int number) : JSONValue(static_cast<double>(number)) {} // NOLINT
-    JSONValue(JSONNumber number) : m_value(std::move(number)) {}     // NOLINT
-    JSONValue(bool truth) : m_value(truth) {}                        // NOLINT
-    JSONValue(JSONObject members) : m_value(std::move(members)) {}   // NOLINT
-    JSONValue(JSONArray elements) : m_value(std::move(elements)) {}  // NOLINT
+    JSONValue(JSONNumber number) : m_value(std::move(number)) {}      // NOLINT
+    JSONValue(bool truth) : m_value(truth) {}                         // NOLINT
+    JSONValue(JSONObject members) : m_value(std::move(members)) {}    // NOLINT
+    JSONValue(JSONArray elements) : m_value(std::move(elements)) {}   // NOLINT
 
     /// Reads one JSON text. Nothing when it is not valid JSON in valid UTF-8, when a number is
     /// beyond a double, or when it nests deeper than `json::maximumDepth`.

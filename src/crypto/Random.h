@@ -7,7 +7,7 @@
 #include <string>
 
 /// The system's secure random generator (getrandom(2)).
-namespace random {
+namespace securerandom {
 
 /// @throws std::system_error when the system refuses
 void fill(std::span<std::uint8_t> bytes);
@@ -22,4 +22,4 @@ template <std::size_t count>
 /// A version 4 UUID in lower case (RFC 9562 section 5.4).
 [[nodiscard]] std::string uuid();
 
-} // namespace random
+} // namespace securerandom

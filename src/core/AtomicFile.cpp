@@ -1,0 +1,147 @@
+#include "core/AtomicFile.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace atomicfile {
+
+namespace {
+
+[[noreturn]] void fail(const fs::path& path) {
+    throw std::system_error(errno, std::generic_category(), path.string());
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+
+    [[nodiscard]] int get() const { return m_descriptor; }
+    // Closing can report a failed write on network file systems.
+    [[nodiscard]] bool close() { return ::close(std::exchange(m_descriptor, -1)) == 0; }
+
+  private:
+    int m_descriptor;
+};
+
+// Where the rename has to go, so that a link stays one: what it names, whether that exists or not.
+fs::path followed(const fs::path& path) {
+    fs::path target = path;
+    // The kernel follows 40 links as well.
+    for (int links = 0; links < 40; ++links) {
+        std::error_code notALink;
+        const fs::path next = fs::read_symlink(target, notALink);
+        if (notALink)
+            return target;
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    errno = ELOOP;
+    fail(path);
+}
+
+// Removes the temporary file unless it has become the target.
+class TemporaryName {
+  public:
+    explicit TemporaryName(std::string name) : m_name(std::move(name)) {}
+    TemporaryName(const TemporaryName&) = delete;
+    TemporaryName& operator=(const TemporaryName&) = delete;
+    ~TemporaryName() {
+        if (!m_name.empty())
+            ::unlink(m_name.c_str());
+    }
+
+    void release() { m_name.clear(); }
+    [[nodiscard]] const char* get() const { return m_name.c_str(); }
+
+  private:
+    std::string m_name;
+};
+
+void writeAll(int descriptor, std::string_view bytes, const fs::path& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR)
+            fail(path);
+        if (written > 0)
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void flushDirectory(const fs::path& directory) {
+    // So that the rename itself survives a power cut. Not every file system can; that loses
+    // nothing.
+    const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor.get() >= 0)
+        ::fsync(descriptor.get());
+}
+
+} // namespace
+
+void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> mode) {
+    const fs::path target = followed(path);
+    const fs::path directory = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    struct stat old {};
+    const bool replaces = ::stat(target.c_str(), &old) == 0;
+
+    std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
+    Descriptor descriptor(::mkostemp(pattern.data(), O_CLOEXEC));
+    if (descriptor.get() < 0)
+        fail(path);
+    TemporaryName temporary(pattern);
+
+    if (replaces && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())) {
+        // Only the superuser may give files away; anyone else keeps at least the group if it can.
+        if (::fchown(descriptor.get(), old.st_uid, old.st_gid) != 0 &&
+            ::fchown(descriptor.get(), static_cast<uid_t>(-1), old.st_gid) != 0)
+            errno = 0;
+    }
+    const mode_t bits = mode.value_or(replaces ? old.st_mode & 07777 : 0644);
+    if (::fchmod(descriptor.get(), bits) != 0)
+        fail(path);
+    writeAll(descriptor.get(), bytes, path);
+    if (::fsync(descriptor.get()) != 0 || !descriptor.close() ||
+        ::rename(temporary.get(), target.c_str()) != 0)
+        fail(path);
+    temporary.release();
+    flushDirectory(directory);
+}
+
+std::string read(const fs::path& path) {
+    // Non-blocking, so that a pipe in the file's place does not stop the program.
+    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0)
+        fail(path);
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        fail(path);
+    }
+    std::string bytes;
+    bytes.reserve(static_cast<std::size_t>(status.st_size));
+    std::array<char, 65536> chunk;
+    while (true) {
+        const ssize_t got = ::read(descriptor.get(), chunk.data(), chunk.size());
+        if (got < 0 && errno != EINTR)
+            fail(path);
+        if (got == 0)
+            return bytes;
+        if (got > 0)
+            bytes.append(chunk.data(), static_cast<std::size_t>(got));
+    }
+}
+
+} // namespace atomicfile

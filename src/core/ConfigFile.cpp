@@ -1,0 +1,39 @@
+#include "core/ConfigFile.h"
+
+#include <sys/stat.h>
+
+#include "core/AtomicFile.h"
+
+ConfigFile ConfigFile::read(const std::filesystem::path& path) {
+    try {
+        return parse(atomicfile::read(path));
+    } catch (const std::system_error& error) {
+        ConfigFile result;
+        const bool absent = error.code() == std::errc::no_such_file_or_directory ||
+                            error.code() == std::errc::not_a_directory;
+        result.state = absent ? State::absent : State::unreadable;
+        result.error = error.code();
+        return result;
+    }
+}
+
+ConfigFile ConfigFile::parse(std::string bytes) {
+    ConfigFile result;
+    result.state = State::damaged;
+    if (bytes.size() <= maximumSize) {
+        auto value = JSONValue::parse(bytes);
+        if (value && value->object()) {
+            result.state = State::object;
+            result.members = std::move(*value->object());
+        }
+    }
+    result.bytes = std::move(bytes);
+    return result;
+}
+
+std::optional<ConfigFile::Stamp> ConfigFile::modified(const std::filesystem::path& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return static_cast<Stamp>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Decimal texts of JSON numbers (RFC 8259 section 6).
+namespace decimal {
+
+/// The shortest text that reads back as the same double; an integral value below 2^63 as plain
+/// digits. The value must be finite. Appends to `out`.
+void append(std::string& out, double value);
+
+/// Whether writing `value`, which was read from `text`, would give another decimal value than the
+/// text has. `text` must be a valid JSON number.
+[[nodiscard]] bool losesValue(std::string_view text, double value);
+
+} // namespace decimal

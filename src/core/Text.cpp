@@ -1,0 +1,195 @@
+#include "core/Text.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include <utf8proc.h>
+
+namespace text {
+
+namespace {
+
+constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
+
+struct Decoded {
+    utf8proc_int32_t codePoint; // negative when invalid
+    std::size_t length;
+};
+
+Decoded decodeAt(std::string_view utf8, std::size_t at) {
+    utf8proc_int32_t codePoint = -1;
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(utf8.data()) + at,
+                         static_cast<utf8proc_ssize_t>(utf8.size() - at), &codePoint);
+    if (length <= 0)
+        return {-1, 1};
+    return {codePoint, static_cast<std::size_t>(length)};
+}
+
+bool isWhiteSpace(utf8proc_int32_t codePoint) {
+    if ((codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x85)
+        return true;
+    const utf8proc_category_t category = utf8proc_category(codePoint);
+    return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL ||
+           category == UTF8PROC_CATEGORY_ZP;
+}
+
+// Control characters, separators of lines and paragraphs, and format characters: among the last are
+// all bidirectional controls, zero-width characters and tags.
+bool isInvisible(utf8proc_int32_t codePoint) {
+    const utf8proc_category_t category = utf8proc_category(codePoint);
+    return category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_CF ||
+           category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+}
+
+// How many bytes at `at` are an invalid sequence that counts as one: a well-formed beginning that
+// breaks off, or a single byte (Unicode 3.9, table 3-7).
+std::size_t invalidLength(std::string_view bytes, std::size_t at) {
+    const auto byte = [&](std::size_t i) {
+        return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U;
+    };
+    const unsigned first = byte(at);
+    unsigned low = 0x80;
+    unsigned high = 0xBF;
+    std::size_t needed = 0;
+    if (first >= 0xC2 && first <= 0xDF) {
+        needed = 1;
+    } else if (first >= 0xE0 && first <= 0xEF) {
+        needed = 2;
+        low = first == 0xE0 ? 0xA0 : 0x80;
+        high = first == 0xED ? 0x9F : 0xBF;
+    } else if (first >= 0xF0 && first <= 0xF4) {
+        needed = 3;
+        low = first == 0xF0 ? 0x90 : 0x80;
+        high = first == 0xF4 ? 0x8F : 0xBF;
+    }
+    std::size_t length = 1;
+    for (; length <= needed; ++length) {
+        const unsigned next = byte(at + length);
+        if (at + length >= bytes.size() || next < low || next > high)
+            break;
+        low = 0x80;
+        high = 0xBF;
+    }
+    return length > needed ? 1 : length;
+}
+
+} // namespace
+
+bool isASCII(std::string_view bytes) {
+    // Without an early exit the loop is vectorised.
+    unsigned char any = 0;
+    for (const char c : bytes)
+        any = static_cast<unsigned char>(any | static_cast<unsigned char>(c));
+    return any < 0x80;
+}
+
+std::string_view prefix(std::string_view utf8, std::size_t count) {
+    if (utf8.size() <= count)
+        return utf8;
+    if (count == 0)
+        return {};
+    std::size_t at = 0;
+    std::size_t characters = 0;
+    utf8proc_int32_t previous = -1;
+    utf8proc_int32_t state = 0;
+    while (at < utf8.size()) {
+        const Decoded here = decodeAt(utf8, at);
+        const utf8proc_int32_t codePoint = here.codePoint < 0 ? 0xFFFD : here.codePoint;
+        if (at == 0 || utf8proc_grapheme_break_stateful(previous, codePoint, &state)) {
+            if (characters == count)
+                return utf8.substr(0, at);
+            ++characters;
+        }
+        previous = codePoint;
+        at += here.length;
+    }
+    return utf8;
+}
+
+std::string decomposed(std::string_view utf8) {
+    utf8proc_uint8_t* mapped = nullptr;
+    const utf8proc_ssize_t length =
+        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(utf8.data()),
+                     static_cast<utf8proc_ssize_t>(utf8.size()), &mapped,
+                     static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned(mapped, &std::free);
+    if (length < 0)
+        return std::string(utf8);
+    return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length)};
+}
+
+bool canonicallyEqual(std::string_view left, std::string_view right) {
+    if (left == right)
+        return true;
+    if (isASCII(left) && isASCII(right))
+        return false;
+    return decomposed(left) == decomposed(right);
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    std::size_t begin = 0;
+    while (begin < utf8.size()) {
+        const Decoded here = decodeAt(utf8, begin);
+        if (here.codePoint < 0 || !isWhiteSpace(here.codePoint))
+            break;
+        begin += here.length;
+    }
+    std::size_t end = utf8.size();
+    while (end > begin) {
+        std::size_t start = end - 1;
+        while (start > begin && end - start < 4 &&
+               (static_cast<unsigned char>(utf8[start]) & 0xC0) == 0x80)
+            --start;
+        const Decoded here = decodeAt(utf8.substr(0, end), start);
+        if (here.codePoint < 0 || start + here.length != end || !isWhiteSpace(here.codePoint))
+            break;
+        end = start;
+    }
+    return utf8.substr(begin, end - begin);
+}
+
+std::string repaired(std::string_view bytes) {
+    if (isASCII(bytes))
+        return std::string(bytes);
+    std::string result;
+    result.reserve(bytes.size());
+    std::size_t at = 0;
+    while (at < bytes.size()) {
+        const Decoded here = decodeAt(bytes, at);
+        if (here.codePoint >= 0) {
+            result.append(bytes, at, here.length);
+            at += here.length;
+        } else {
+            result += replacementCharacter;
+            at += invalidLength(bytes, at);
+        }
+    }
+    return result;
+}
+
+std::string visible(std::string_view utf8) {
+    std::string result;
+    result.reserve(utf8.size());
+    std::size_t at = 0;
+    while (at < utf8.size()) {
+        const Decoded here = decodeAt(utf8, at);
+        if (here.codePoint == '\n') {
+            result += "\\n";
+        } else if (here.codePoint < 0 || isInvisible(here.codePoint)) {
+            char escape[16];
+            std::snprintf(escape, sizeof escape, here.codePoint < 0 ? "\\x%02X" : "\\u{%04X}",
+                          here.codePoint < 0 ? static_cast<unsigned char>(utf8[at])
+                                             : static_cast<unsigned>(here.codePoint));
+            result += escape;
+        } else {
+            result.append(utf8, at, here.length);
+        }
+        at += here.length;
+    }
+    return result;
+}
+
+} // namespace text
