@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string_view>
+
+/// One way to learn how long ago the user last touched keyboard or pointer.
+class IdleSource {
+  public:
+    IdleSource() = default;
+    IdleSource(const IdleSource&) = delete;
+    IdleSource& operator=(const IdleSource&) = delete;
+    virtual ~IdleSource() = default;
+
+    /// As people read it in the log: "GNOME Mutter". Never changes.
+    [[nodiscard]] virtual std::string_view name() const = 0;
+
+    /// How long ago the last input was; nothing when the source cannot tell. Takes at most 100 ms.
+    /// The first call opens what the source needs; a call after a failure opens it again.
+    [[nodiscard]] virtual std::optional<std::chrono::milliseconds> read() = 0;
+};
