@@ -10,8 +10,8 @@
 
 /// One parsed HTTP/1.1 request (RFC 9112), built once by the parser.
 struct HTTPRequest {
-    std::string method;                       ///< exactly as sent
-    std::string path = "/";                   ///< percent-decoded, without the query
+    std::string method;                                      ///< exactly as sent
+    std::string path = "/";                                  ///< percent-decoded, without the query
     std::map<std::string, std::string, std::less<>> query;   ///< percent-decoded; the last wins
     std::map<std::string, std::string, std::less<>> headers; ///< names in lower case; the last wins
     std::string body;
