@@ -48,8 +48,9 @@ class HTTPConnection final : public std::enable_shared_from_this<HTTPConnection>
         ~Owner() = default;
     };
 
-    /// Reads one of these out after the last byte of a response, whichever comes first: closing a
-    /// socket with unread input resets the connection and cuts off what the peer has not read yet.
+    /// After the last byte of a response, input is read and thrown away until the peer has ended
+    /// its side too, at most for this long and this much: closing a socket with unread input would
+    /// reset the connection and cut off what the peer has not read yet.
     static constexpr std::chrono::milliseconds drainTime{2000};
     static constexpr std::size_t drainBytes = 1024 * 1024;
 
@@ -69,7 +70,7 @@ class HTTPConnection final : public std::enable_shared_from_this<HTTPConnection>
     /// Writes the head of an event stream (`text/event-stream`) and leaves the connection open.
     /// Does nothing when the connection is closed or something was begun before.
     void startEventStream();
-    /// Writes bytes. A peer that is `SendQueue::limit` bytes behind does not get them.
+    /// Writes bytes of an event stream. Dropped when `SendQueue::limit` would be exceeded.
     void send(std::string_view text);
     /// Writes one record that tells the whole state. The text is shared, not copied. A slow peer is
     /// never closed: beyond `SendQueue::limit` unsent bytes the records that it has not begun to
@@ -108,12 +109,16 @@ class HTTPConnection final : public std::enable_shared_from_this<HTTPConnection>
     void read();
     void received(std::string_view bytes);
     void peerFinished();
+    void giveUp();
 
     void write(Phase next, std::string head, std::string body);
     void flush();
     void updateInterest();
+    [[nodiscard]] bool isWritten() const {
+        return m_phase == Phase::responding && m_queue.isEmpty();
+    }
     void settleSoon();
-    void startDraining();
+    void drain();
     void runCloseHandlers();
     void releaseSocket();
 
