@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# The whole road on one machine, in a scratch directory: the daemon runs, an "agent" runs the real
+# hook with a permission request, somebody answers, the agent gets the reply.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+auto=no
+case "${1:-}" in
+  "") ;;
+  --auto) auto=yes ;;
+  *) echo "usage: ./dev demo [--auto]" >&2; exit 2 ;;
+esac
+
+bin=$PWD/build/release/bin
+scratch=$(mktemp -d)
+export TAMSELL_HOME=$scratch
+daemon=
+agent=
+clean_up() {
+  [ -z "$agent" ] || kill "$agent" 2>/dev/null || true
+  [ -z "$daemon" ] || kill "$daemon" 2>/dev/null || true
+  wait 2>/dev/null || true
+  rm -rf "$scratch"
+}
+trap clean_up EXIT
+trap 'exit 130' INT TERM
+
+# wait_for SECONDS COMMAND...: until the command succeeds.
+wait_for() {
+  local rounds=$(($1 * 20))
+  shift
+  until "$@"; do
+    rounds=$((rounds - 1))
+    [ $rounds -gt 0 ] || return 1
+    sleep 0.05
+  done
+}
+
+# A free port below the ephemeral range: the first on which the daemon gets to listen.
+for port in 18787 18788 18789 18790 18791; do
+  printf '{"port": %s, "mode": "on", "permissionWait": 600}\n' "$port" >"$scratch/config.json"
+  "$bin/tamsell" --headless >"$scratch/daemon.log" &
+  daemon=$!
+  wait_for 10 grep -qE 'listening|already in use|tamsell: ' "$scratch/daemon.log" || true
+  ! grep -q listening "$scratch/daemon.log" || break
+  kill "$daemon"
+  wait "$daemon" || true
+  daemon=
+done
+[ -n "$daemon" ] || { cat "$scratch/daemon.log" >&2; exit 1; }
+token=$(sed -n 's/.*"token": "\([0-9a-f]*\)".*/\1/p' "$scratch/config.json")
+url=http://127.0.0.1:$port
+echo "The daemon runs:    $(head -n 1 "$scratch/daemon.log")"
+
+cat >"$scratch/request.json" <<'JSON'
+{"session_id": "demo-session", "cwd": "/home/user/work/orchard", "hook_event_name": "PermissionRequest",
+ "permission_mode": "default", "tool_name": "Bash",
+ "tool_input": {"command": "git push origin release/2.4", "description": "Push the release branch"},
+ "permission_suggestions": []}
+JSON
+sh -c "\"$bin/tamsell-hook\"" <"$scratch/request.json" >"$scratch/reply" &
+agent=$!
+echo "An agent asks:      may I run \"git push origin release/2.4\"?"
+
+state() { curl --silent --fail --max-time 5 --header "x-token: $token" "$url/state"; }
+pending_id() { state | sed -n 's/.*"pending":\[{[^]]*"id":"\([0-9a-f-]*\)".*/\1/p'; }
+has_pending() { [ -n "$(pending_id)" ]; }
+wait_for 10 has_pending || { echo "demo: the question did not arrive" >&2; exit 1; }
+id=$(pending_id)
+answer=(curl --silent --header "x-token: $token" --data "{\"id\":\"$id\",\"action\":\"allow\"}" "$url/answer")
+
+if [ $auto = yes ]; then
+  echo "You answer:         $("${answer[@]}")"
+else
+  echo "You are away, so it waits. Answer from another terminal (allow, always or deny):"
+  echo
+  printf "  curl -H 'x-token: %s' -d '%s' %s\n\n" "$token" \
+    "{\"id\":\"$id\",\"action\":\"allow\"}" "$url/answer"
+fi
+wait "$agent"
+agent=
+reply=$(cat "$scratch/reply")
+echo "The agent gets:     ${reply:-nothing, so it asks at the computer as usual}"
+[ $auto = no ] ||
+  [ "$reply" = '{"hookSpecificOutput":{"decision":{"behavior":"allow"},"hookEventName":"PermissionRequest"}}' ] ||
+  { echo "demo: that is not the reply" >&2; exit 1; }

@@ -1,0 +1,77 @@
+#include <cstdio>
+#include <exception>
+
+#include <QCoreApplication>
+
+#include "app/Options.h"
+#include "daemon/Daemon.h"
+#include "platform/Bundle.h"
+#include "platform/CoreDumps.h"
+#include "platform/DescriptorLimit.h"
+#include "platform/IdleSources.h"
+#include "platform/IdleTime.h"
+#include "platform/TerminationSignals.h"
+
+namespace {
+
+constexpr const char* usage = "usage: tamsell [--headless] [--help] [--version]\n"
+                              "  --headless  run the daemon alone, without an interface\n";
+
+int runDaemon(int argc, char* argv[]) {
+    // GLib's event loop brings nothing here and costs memory. Programs started from here are not
+    // to be told.
+    qputenv("QT_NO_GLIB", "1");
+    const QCoreApplication application(argc, argv);
+    qunsetenv("QT_NO_GLIB");
+    QCoreApplication::setApplicationName(QStringLiteral("tamsell"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAMSELL_VERSION));
+
+    const TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::received, &application,
+                     [] { QCoreApplication::quit(); });
+
+    const Locations locations = Locations::from(processEnvironment, homeDirectory());
+    IdleTime idleTime(idleSourcesOfSystem(processEnvironment));
+    idleTime.onSourceChanged([](const std::string& name) {
+        logging::writeToStandardOutput("tamsell: idle time from " +
+                                       (name.empty() ? std::string("no source") : name));
+    });
+    const auto idleSeconds = [&] {
+        return std::chrono::duration<double>(idleTime.sinceLastInput()).count();
+    };
+
+    Daemon daemon({.locations = locations,
+                   .idleSeconds = idleSeconds,
+                   .page = Bundle::ofThisProcess().resource("app.html")});
+    daemon.start();
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    std::string error;
+    const auto options = Options::parse({argv + 1, argv + argc}, error);
+    if (!options) {
+        std::fprintf(stderr, "tamsell: %s\n%s", error.c_str(), usage);
+        return 2;
+    }
+    if (options->action == Options::Action::help) {
+        std::fputs(usage, stdout);
+        return 0;
+    }
+    if (options->action == Options::Action::version) {
+        std::puts("tamsell " TAMSELL_VERSION);
+        return 0;
+    }
+    disableCoreDumps();
+    const DescriptorLimit descriptorLimit;
+    if (!options->headless)
+        logging::writeToStandardOutput("tamsell: no interface is installed, running without one");
+    try {
+        return runDaemon(argc, argv);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "tamsell: %s\n", failure.what());
+        return 1;
+    }
+}

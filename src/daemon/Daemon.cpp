@@ -1,0 +1,395 @@
+#include "daemon/Daemon.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "core/Base64.h"
+#include "core/Clock.h"
+#include "core/Localized.h"
+#include "core/Text.h"
+#include "crypto/Random.h"
+#include "daemon/HookBody.h"
+#include "daemon/Presence.h"
+#include "daemon/Replies.h"
+#include "daemon/Routes.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto tickInterval = 2s;
+constexpr auto restartDelay = 1s;
+constexpr std::size_t maximumSettled = 20;
+// An invite is not shown in its last seconds: nobody could finish pairing with it.
+constexpr auto inviteMargin = 5s;
+
+// The configured seconds as a wait that a clock can hold: nothing negative, at most ten years.
+double boundedWait(double seconds) {
+    return std::clamp(seconds, 0.0, 315360000.0);
+}
+
+PendingItem itemFrom(const JSONObject& body, std::string_view client, PendingItem::Kind kind,
+                     double wait) {
+    const auto value = [&](std::string_view key) {
+        const JSONValue* member = body.find(key);
+        return member ? std::optional(*member) : std::nullopt;
+    };
+    PendingItem item;
+    item.id = securerandom::uuid();
+    item.createdAt = wallclock::milliseconds();
+    item.expiresAt = item.createdAt + wait * 1000;
+    item.kind = kind;
+    item.sessionId = hookbody::optionalString(body, "session_id");
+    item.cwd = hookbody::optionalString(body, "cwd");
+    item.client = client;
+    if (kind == PendingItem::Kind::permission) {
+        item.tool = hookbody::optionalString(body, "tool_name");
+        item.input = value("tool_input");
+        item.suggestions = value("permission_suggestions");
+    } else {
+        const JSONValue* active = body.find("stop_hook_active");
+        item.lastMessage = hookbody::optionalString(body, "last_assistant_message");
+        item.chained = active ? active->boolean().value_or(false) : false;
+    }
+    return item;
+}
+
+// The body with what the request's headers say about its sender.
+JSONObject bodyOf(const HTTPRequest& request) {
+    JSONObject body = hookbody::parse(request.body);
+    if (const std::string* parent = request.header("x-tamsell-parent")) {
+        if (const auto bytes = base64::decode(*parent))
+            body.set("_parent", text::trimmed(text::repaired(*bytes)));
+    }
+    if (const std::string* client = request.header("x-tamsell-client"); client && !client->empty())
+        body.set("_client", *client);
+    return body;
+}
+
+} // namespace
+
+Daemon::Daemon(Environment environment)
+    : m_environment(std::move(environment)),
+      m_config(Config::load(m_environment.locations, nullptr, m_environment.log)),
+      m_eventsLog(m_environment.locations.eventsLog),
+      m_deadlines([this](const std::string& id) { finish(id, nullptr); }),
+      m_routes(std::make_unique<Routes>(*this, m_environment.page)) {
+    m_tick.setTimerType(Qt::PreciseTimer);
+    connect(&m_tick, &QTimer::timeout, this, &Daemon::tick);
+}
+
+Daemon::~Daemon() {
+    // Close handlers still find everything in place.
+    m_server.stop();
+    m_environment.relay->handlers.reset();
+    m_environment.relay->onChange = [] {};
+}
+
+void Daemon::start() {
+    if (std::exchange(m_started, true))
+        return;
+    m_eventsLog.prepare();
+    wireRelay();
+    reloadConfigIfChanged();
+    startServer();
+    m_tick.start(tickInterval);
+}
+
+void Daemon::wireRelay() {
+    RelayClient& relay = *m_environment.relay;
+    relay.log = [this](std::string_view message) { log(message); };
+    relay.onChange = [this] {
+        ++m_relayRevision;
+        Q_EMIT changed();
+    };
+    relay.handlers = RelayClient::Handlers{
+        [this] { return snapshot(); },
+        [this](const std::string& target, const JSONObject& given) { answer(target, given); },
+        [this](const std::string& raw) {
+            const auto mode = awayModeFrom(raw);
+            if (!mode)
+                throw DaemonError("mode must be off, auto or on");
+            setMode(*mode);
+        },
+        [this](const PairedDevice& device) {
+            m_invite.reset();
+            addDevice(device);
+        }};
+}
+
+// The local server.
+
+void Daemon::startServer() {
+    setServerState({ServerState::Phase::starting, {}});
+    m_server.start(
+        m_config.host(), m_config.number("port"),
+        [this](const std::optional<HTTPServer::Failure>& failure) { serverChanged(failure); },
+        [this](const HTTPRequest& request, const std::shared_ptr<HTTPConnection>& connection) {
+            m_routes->route(request, connection);
+        });
+}
+
+void Daemon::restartServer() {
+    QTimer::singleShot(restartDelay, Qt::PreciseTimer, this, [this] {
+        m_server.stop();
+        startServer();
+    });
+}
+
+void Daemon::serverChanged(const std::optional<HTTPServer::Failure>& failure) {
+    if (!failure) {
+        setServerState({ServerState::Phase::listening, {}});
+        log("tamsell listening on " + m_config.host() + ":" +
+            std::to_string(m_server.port().value_or(0)));
+    } else if (failure->kind == HTTPServer::Failure::Kind::portInUse) {
+        const std::string port = std::to_string(failure->port);
+        std::string message = localized("連接埠 %lld 已被佔用");
+        if (const std::size_t at = message.find("%lld"); at != std::string::npos)
+            message.replace(at, 4, port);
+        setServerState({ServerState::Phase::failed, message});
+        log("tamsell: port " + port + " is already in use");
+    } else {
+        setServerState({ServerState::Phase::failed, failure->message});
+        log("tamsell: " + failure->message);
+    }
+    syncRelay();
+}
+
+void Daemon::setServerState(ServerState state) {
+    m_serverState = std::move(state);
+    Q_EMIT changed();
+}
+
+void Daemon::syncRelay() {
+    const bool runs = m_serverState.phase == ServerState::Phase::listening;
+    m_environment.relay->update(runs ? m_config.relay() : std::nullopt);
+}
+
+// The configuration.
+
+void Daemon::updateConfig(const std::function<void(Config&)>& change) {
+    // What somebody wrote into the file a moment ago is not to be written over.
+    reloadConfigIfChanged();
+    Config next = m_config;
+    change(next);
+    try {
+        next.save(m_environment.locations);
+    } catch (const std::exception& error) {
+        log("tamsell: cannot save config: " + std::string(error.what()));
+    }
+    m_config = std::move(next);
+    m_configModified = ConfigFile::modified(m_environment.locations.configFile);
+    syncRelay();
+    refreshAway();
+    publish();
+}
+
+bool Daemon::reloadConfigIfChanged() {
+    const auto& file = m_environment.locations.configFile;
+    const auto modified = ConfigFile::modified(file);
+    if (modified == m_configModified)
+        return false;
+    const ConfigFile found = ConfigFile::read(file);
+    if (m_configModified && found.state == ConfigFile::State::unreadable) {
+        // Good settings are not given up because the system is short of something for a moment.
+        if (!std::exchange(m_readFailureLogged, true))
+            log("tamsell: cannot read config.json, trying again: " + found.error.message());
+        return false;
+    }
+    m_readFailureLogged = false;
+    m_config = Config::load(m_environment.locations, m_configModified ? &m_config : nullptr,
+                            m_environment.log);
+    // A token that was missing has been saved; that is no change from outside. Otherwise the date
+    // from before the reading counts, so that no later change is missed.
+    const bool saved = m_config.token() != hookbody::optionalString(found.members, "token");
+    m_configModified = saved ? ConfigFile::modified(file) : modified;
+    syncRelay();
+    refreshAway();
+    Q_EMIT changed();
+    return true;
+}
+
+void Daemon::setMode(AwayMode mode) {
+    updateConfig([&](Config& config) { config.raw.set("mode", rawValue(mode)); });
+}
+
+void Daemon::addDevice(const PairedDevice& device) {
+    updateConfig([&](Config& config) { config.upsertDevice(device); });
+}
+
+void Daemon::removeDevice(std::string_view id) {
+    updateConfig([&](Config& config) { config.removeDevice(id); });
+}
+
+void Daemon::resetRelay() {
+    updateConfig([](Config& config) { config.setRelay(std::nullopt); });
+}
+
+void Daemon::setUpRelay() {
+    const RelayConfig fresh = Config::freshRelayConfig(defaultRelayURL(m_environment.variables));
+    updateConfig([&](Config& config) { config.setRelay(fresh); });
+}
+
+void Daemon::markWelcomeDone() {
+    updateConfig([](Config& config) { config.raw.set("welcomeDone", true); });
+}
+
+// Away, and what everybody sees.
+
+double Daemon::idleSeconds() {
+    const auto forced = presence::forcedIdleSeconds(m_environment.variables);
+    return forced ? *forced : m_environment.idleSeconds();
+}
+
+bool Daemon::computeAway() {
+    return presence::isAway(m_config, [this] { return idleSeconds(); });
+}
+
+bool Daemon::refreshAway() {
+    const bool before = std::exchange(m_away, computeAway());
+    return before != m_away;
+}
+
+void Daemon::tick() {
+    const bool reloaded = reloadConfigIfChanged();
+    if (refreshAway() || reloaded)
+        publish();
+}
+
+JSONObject Daemon::presence() {
+    return presence::toJSON(m_config, m_away, idleSeconds());
+}
+
+SnapshotSource Daemon::snapshotSource() {
+    return {presence(), m_activity, m_pending, m_environment.relay->status()};
+}
+
+JSONValue Daemon::snapshot() {
+    return ::snapshot(snapshotSource());
+}
+
+std::string Daemon::snapshotText() {
+    std::string text;
+    m_encoder.append(text, snapshotSource());
+    return text;
+}
+
+void Daemon::publish() {
+    if (m_streams.empty())
+        m_encoder.forget();
+    else
+        m_streams.broadcast(EventStreams::record(snapshotText()));
+    m_environment.relay->schedulePush();
+    Q_EMIT changed();
+}
+
+void Daemon::openStream(const std::shared_ptr<HTTPConnection>& connection) {
+    m_streams.add(connection, EventStreams::record(snapshotText()));
+}
+
+// Hook events.
+
+void Daemon::handleHook(const HTTPRequest& request,
+                        const std::shared_ptr<HTTPConnection>& connection) {
+    JSONObject body = bodyOf(request);
+    reloadConfigIfChanged();
+    const std::string_view client = hookbody::detectClient(body);
+    recordEvent(body, client);
+    publish();
+    const std::string* event = hookbody::string(body, "hook_event_name");
+    const auto holdAs = [&](PendingItem::Kind kind, std::string_view waitKey) {
+        const double wait = boundedWait(m_config.number(waitKey));
+        hold(itemFrom(body, client, kind, wait),
+             std::chrono::duration_cast<std::chrono::nanoseconds>(
+                 std::chrono::duration<double>(wait)),
+             connection);
+    };
+    const bool isPermission = event && *event == "PermissionRequest";
+    const bool isStop = event && *event == "Stop";
+    if ((isPermission || isStop) && computeAway())
+        holdAs(isPermission ? PendingItem::Kind::permission : PendingItem::Kind::stop,
+               isPermission ? "permissionWait" : "stopWait");
+    else
+        connection->respond(200, "", "application/json");
+}
+
+void Daemon::recordEvent(JSONObject& body, std::string_view client) {
+    const double now = wallclock::milliseconds();
+    const Session& session = m_activity.record(body, client, now);
+    body.set("_client", session.client);
+    body.set("_at", now);
+    m_eventsLog.append(body);
+}
+
+// Waiting items.
+
+void Daemon::hold(PendingItem item, std::chrono::nanoseconds wait,
+                  const std::shared_ptr<HTTPConnection>& connection) {
+    const auto held = std::make_shared<const PendingItem>(std::move(item));
+    const std::string id = held->id;
+    m_deadlines.add(id, wait);
+    m_waiters.emplace(id, Waiter{held, connection});
+    m_pending.push_back(held);
+    // The server is stopped before the daemon ends, so no handler outlives it.
+    if (connection->isOpen())
+        connection->addCloseHandler([this, id] { finish(id, nullptr); });
+    else
+        finish(id, nullptr);
+    publish();
+    JSONObject message = replies::notifyPayload(*held);
+    message.set("type", "notify");
+    m_environment.relay->broadcast("notify", message);
+}
+
+void Daemon::answer(const std::string& id, const JSONObject& answer) {
+    if (!m_waiters.contains(id))
+        throw DaemonError(localized("已經回答過或已逾時"));
+    finish(id, &answer);
+}
+
+// Whatever comes first, an answer, the deadline or the end of the connection, takes the waiter out;
+// what comes later finds nothing. The order of the rest is what the page, the phones and the agent
+// rely on.
+void Daemon::finish(const std::string& endedId, const JSONObject* answer) {
+    auto taken = m_waiters.extract(endedId);
+    if (taken.empty())
+        return;
+    const std::string id = taken.key(); // The caller's text may end with the connection.
+    const Waiter waiter = std::move(taken.mapped());
+    m_deadlines.cancel(id);
+    std::erase(m_pending, waiter.item);
+
+    publish();
+
+    m_settled.push_back(id);
+    if (m_settled.size() > maximumSettled)
+        m_settled.pop_front();
+    m_environment.relay->clear({m_settled.begin(), m_settled.end()});
+
+    std::string body;
+    if (const auto reply = answer ? replies::build(*waiter.item, *answer) : std::nullopt)
+        body = json::compact(*reply).value_or("");
+    waiter.connection->respond(200, std::move(body), "application/json");
+}
+
+// Pairing and the test push.
+
+std::optional<RelayClient::LiveInvite> Daemon::currentInvite() {
+    const bool serves = m_invite &&
+                        m_invite->expires > std::chrono::system_clock::now() + inviteMargin &&
+                        m_environment.relay->inviteIsLive(*m_invite);
+    if (!serves)
+        m_invite = m_environment.relay->makeInvite();
+    return m_invite;
+}
+
+void Daemon::testPush() {
+    m_environment.relay->broadcast("notify", testpush::payload());
+}
+
+std::optional<testpush::Result>
+Daemon::testPushResult(std::chrono::system_clock::time_point sentAt) {
+    return testpush::result(m_environment.relay->lastPush(), m_environment.relay->connected(),
+                            sentAt, std::chrono::system_clock::now());
+}

@@ -1,0 +1,37 @@
+#include "daemon/EventsLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A line's buffer beyond this is not kept for the next.
+constexpr std::size_t keptCapacity = std::size_t{64} << 10;
+
+} // namespace
+
+void EventsLog::prepare() const {
+    std::error_code ignored;
+    fs::create_directories(m_file.parent_path(), ignored);
+    ::chmod(m_file.parent_path().c_str(), 0700);
+}
+
+void EventsLog::append(const JSONObject& event) {
+    m_line.clear();
+    if (!json::appendCompact(m_line, event))
+        return;
+    m_line += '\n';
+    const int descriptor =
+        ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
+    if (descriptor >= 0) {
+        [[maybe_unused]] const ssize_t written = ::write(descriptor, m_line.data(), m_line.size());
+        ::close(descriptor);
+    }
+    if (m_line.capacity() > keptCapacity) {
+        m_line.clear();
+        m_line.shrink_to_fit();
+    }
+}

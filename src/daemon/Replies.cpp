@@ -1,0 +1,68 @@
+#include "daemon/Replies.h"
+
+#include <filesystem>
+
+#include "core/Text.h"
+#include "daemon/HookBody.h"
+
+namespace replies {
+
+namespace {
+
+constexpr std::size_t notifiedDetail = 300;
+
+std::string lastComponent(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.remove_suffix(1);
+    const std::size_t slash = path.rfind('/');
+    return std::string(path.size() > 1 && slash != path.npos ? path.substr(slash + 1) : path);
+}
+
+} // namespace
+
+std::optional<JSONObject> permission(const PendingItem& item, const JSONObject& answer) {
+    const std::string* action = hookbody::string(answer, "action");
+    if (!action || (*action != "allow" && *action != "always" && *action != "deny"))
+        return std::nullopt;
+    JSONObject decision{{"behavior", *action == "deny" ? "deny" : "allow"}};
+    if (*action == "deny") {
+        const std::string* message = hookbody::string(answer, "message");
+        decision.set("message", message && !message->empty() ? *message : "Denied from phone");
+    }
+    if (*action == "always" && item.suggestions && !item.suggestions->isNull())
+        decision.set("updatedPermissions", *item.suggestions);
+    return JSONObject{{"hookSpecificOutput",
+                       JSONObject{{"hookEventName", "PermissionRequest"}, {"decision", decision}}}};
+}
+
+std::optional<JSONObject> stop(const JSONObject& answer) {
+    const std::string* action = hookbody::string(answer, "action");
+    const std::string* given = hookbody::string(answer, "text");
+    const std::string_view instruction = given ? text::trimmed(*given) : std::string_view();
+    if (!action || *action != "reply" || instruction.empty())
+        return std::nullopt;
+    return JSONObject{
+        {"decision", "block"},
+        {"reason", "The user sent a new instruction from their phone. Do this next:\n\n" +
+                       std::string(instruction)}};
+}
+
+std::optional<JSONObject> build(const PendingItem& item, const JSONObject& answer) {
+    return item.kind == PendingItem::Kind::permission ? permission(item, answer) : stop(answer);
+}
+
+JSONObject notifyPayload(const PendingItem& item) {
+    JSONObject payload{{"target", item.id},
+                       {"kind", kindText(item.kind)},
+                       {"project", item.cwd ? lastComponent(*item.cwd) : ""},
+                       {"expiresAt", item.expiresAt},
+                       {"detail", text::prefix(item.detail(), notifiedDetail)}};
+    if (item.kind == PendingItem::Kind::permission) {
+        const JSONArray* suggestions = item.suggestions ? item.suggestions->array() : nullptr;
+        payload.set("tool", item.tool ? JSONValue(*item.tool) : JSONValue());
+        payload.set("canAlways", suggestions && !suggestions->empty());
+    }
+    return payload;
+}
+
+} // namespace replies

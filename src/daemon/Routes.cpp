@@ -1,0 +1,179 @@
+#include "daemon/Routes.h"
+
+#include <cmath>
+#include <system_error>
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include "core/AtomicFile.h"
+#include "crypto/ConstantTime.h"
+#include "daemon/Daemon.h"
+#include "daemon/HookBody.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How long the relay has to report on a test push.
+constexpr auto testPushWait = 2500ms;
+
+void respondError(const std::shared_ptr<HTTPConnection>& connection, int status,
+                  std::string_view message) {
+    connection->respondJSON(status, JSONObject{{"error", message}});
+}
+
+void respondOK(const std::shared_ptr<HTTPConnection>& connection) {
+    connection->respondJSON(200, JSONObject{{"ok", true}});
+}
+
+// A page from somewhere else, open in the user's browser, can post to any local port; programs send
+// neither of these headers.
+bool comesFromAWebPage(const HTTPRequest& request) {
+    return request.header("origin") || request.header("sec-fetch-site");
+}
+
+} // namespace
+
+Routes::Routes(Daemon& daemon, std::filesystem::path page)
+    : m_daemon(daemon), m_pageFile(std::move(page)) {}
+
+void Routes::route(const HTTPRequest& request, const Connection& connection) {
+    if (request.path == "/health")
+        health(connection);
+    else if (request.path == "/hook" && request.method == "POST")
+        hook(request, connection);
+    else if (!isAuthorized(request))
+        connection->respond(401, "Unauthorized: open the URL from the tamsell menu",
+                            "text/plain; charset=utf-8");
+    else
+        routeAuthorized(request, connection);
+}
+
+void Routes::routeAuthorized(const HTTPRequest& request, const Connection& connection) {
+    const auto is = [&](std::string_view method, std::string_view path) {
+        return request.path == path && request.method == method;
+    };
+    if (request.path == "/")
+        connection->respond(200, page(), "text/html; charset=utf-8");
+    else if (request.path == "/state")
+        connection->respond(200, m_daemon.snapshotText(), "application/json");
+    else if (request.path == "/events")
+        m_daemon.openStream(connection);
+    else if (is("POST", "/test-push"))
+        testPush(connection);
+    else if (is("POST", "/pair"))
+        pair(connection);
+    else if (is("GET", "/devices"))
+        devices(connection);
+    else if (is("POST", "/devices/remove"))
+        removeDevice(request, connection);
+    else if (is("POST", "/answer"))
+        answer(request, connection);
+    else if (is("POST", "/mode"))
+        mode(request, connection);
+    else
+        respondError(connection, 404, "not found");
+}
+
+bool Routes::isAuthorized(const HTTPRequest& request) const {
+    const auto inQuery = request.query.find("token");
+    const std::string* header = request.header("x-token");
+    const std::string_view presented = inQuery != request.query.end() ? inQuery->second
+                                       : header                       ? *header
+                                                                      : std::string_view();
+    return constantTimeEqual(presented, m_daemon.config().token());
+}
+
+const std::string& Routes::page() {
+    if (!m_page) {
+        try {
+            m_page = atomicfile::read(m_pageFile);
+        } catch (const std::system_error&) {
+            m_page = "tamsell";
+        }
+    }
+    return *m_page;
+}
+
+void Routes::health(const Connection& connection) {
+    connection->respondJSON(
+        200, JSONObject{{"ok", true},
+                        {"pid", static_cast<double>(QCoreApplication::applicationPid())},
+                        {"app", true},
+                        {"relay", m_daemon.relay().status()}});
+}
+
+void Routes::hook(const HTTPRequest& request, const Connection& connection) {
+    if (!request.isLocal || comesFromAWebPage(request))
+        respondError(connection, 403, "local only");
+    else
+        m_daemon.handleHook(request, connection);
+}
+
+void Routes::testPush(const Connection& connection) {
+    m_daemon.testPush();
+    QTimer::singleShot(testPushWait, Qt::PreciseTimer, &m_daemon, [this, connection] {
+        if (const auto& report = m_daemon.relay().lastPush())
+            connection->respondJSON(200, *report);
+        else
+            respondError(connection, 200, "relay did not answer");
+    });
+}
+
+void Routes::pair(const Connection& connection) {
+    const auto invite = m_daemon.currentInvite();
+    if (!invite)
+        return respondError(connection, 409, "relay not set up");
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    connection->respondJSON(
+        200, JSONObject{{"link", invite->invite.link()},
+                        {"expires",
+                         std::round(Milliseconds(invite->expires.time_since_epoch()).count())}});
+}
+
+void Routes::devices(const Connection& connection) {
+    JSONArray list;
+    if (const auto settings = m_daemon.config().relay()) {
+        for (const PairedDevice& device : settings->devices)
+            list.emplace_back(
+                JSONObject{{"id", device.id},
+                           {"name", device.name},
+                           {"addedAt", device.addedAt},
+                           {"online", m_daemon.relay().online().contains(device.id)}});
+    }
+    connection->respondJSON(200, list);
+}
+
+void Routes::removeDevice(const HTTPRequest& request, const Connection& connection) {
+    const JSONObject body = request.jsonObject();
+    const std::string* id = hookbody::string(body, "id");
+    const auto settings = m_daemon.config().relay();
+    const auto isIt = [&](const PairedDevice& device) { return device.id == *id; };
+    if (!id || !settings || std::ranges::none_of(settings->devices, isIt))
+        return respondError(connection, 404, "no such device");
+    m_daemon.removeDevice(*id);
+    respondOK(connection);
+}
+
+void Routes::answer(const HTTPRequest& request, const Connection& connection) {
+    JSONObject body = request.jsonObject();
+    const std::string id = hookbody::optionalString(body, "id").value_or("");
+    body.erase("id");
+    try {
+        m_daemon.answer(id, body);
+    } catch (const std::exception& error) {
+        return respondError(connection, 404, error.what());
+    }
+    respondOK(connection);
+}
+
+void Routes::mode(const HTTPRequest& request, const Connection& connection) {
+    const JSONObject body = request.jsonObject();
+    const std::string* raw = hookbody::string(body, "mode");
+    const auto mode = raw ? awayModeFrom(*raw) : std::nullopt;
+    if (!mode)
+        return respondError(connection, 400, "mode must be off, auto or on");
+    m_daemon.setMode(*mode);
+    connection->respondJSON(200, m_daemon.presence());
+}

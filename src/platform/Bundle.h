@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+
+/// Finds what is installed together with the program, in the build tree as well as in the installed
+/// one: both have bin/, libexec/tamsell/ and share/tamsell/ beside one another.
+class Bundle {
+  public:
+    /// @param executable the running program: something in bin/ or libexec/tamsell/
+    explicit Bundle(const std::filesystem::path& executable);
+    /// That of this process.
+    [[nodiscard]] static Bundle ofThisProcess();
+
+    /// share/tamsell/NAME, whether it exists or not.
+    [[nodiscard]] std::filesystem::path resource(const char* name) const;
+
+  private:
+    std::filesystem::path m_prefix;
+};

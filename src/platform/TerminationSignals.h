@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include <QObject>
+
+/// Turns SIGTERM and SIGINT into an event of the loop, so that the program ends as it would by
+/// itself. One object at a time. SIGPIPE is ignored from then on.
+class TerminationSignals final : public QObject {
+    Q_OBJECT
+
+  public:
+    /// @throws std::system_error
+    explicit TerminationSignals(QObject* parent = nullptr);
+    /// Puts the default actions back.
+    ~TerminationSignals() override;
+
+  Q_SIGNALS:
+    void received(int signal);
+
+  private:
+    class Implementation;
+    std::unique_ptr<Implementation> m_implementation;
+};
