@@ -113,10 +113,12 @@ TEST(Presence, DecidesByModeAndIdleTime) {
     EXPECT_FALSE(decide({{"idleMinutes", "0"}}, 299)) << "a wrong type reads as five minutes";
     EXPECT_FALSE(decide({{"mode", "On"}}, 0)) << "an unknown mode reads as auto";
     for (const char* mode : {"off", "on"})
-        presence::isAway(Config::over({{"mode", mode}}), []() -> double {
-            ADD_FAILURE() << "only auto may ask for the idle time";
-            return 0;
-        });
+        EXPECT_EQ(presence::isAway(Config::over({{"mode", mode}}),
+                                   []() -> double {
+                                       ADD_FAILURE() << "only auto may ask for the idle time";
+                                       return 0;
+                                   }),
+                  mode == std::string_view("on"));
 
     const auto forced = [](std::optional<std::string> value) {
         return presence::forcedIdleSeconds([=](const char*) { return value; });
