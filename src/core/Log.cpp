@@ -1,5 +1,6 @@
 #include "core/Log.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "core/Clock.h"
@@ -16,6 +17,10 @@ std::string line(double millisecondsSince1970, std::string_view message) {
 }
 
 void writeToStandardOutput(std::string_view message) {
+    // A reader that has stopped reading must not stop the program.
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    if (::poll(&output, 1, 0) != 1 || (output.revents & POLLOUT) == 0)
+        return;
     const std::string whole = line(wallclock::milliseconds(), message);
     [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, whole.data(), whole.size());
 }
