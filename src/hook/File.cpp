@@ -1,5 +1,6 @@
 #include "hook/File.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 

@@ -1,5 +1,7 @@
 #include "hook/AgentCommand.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "core/Base64.h"

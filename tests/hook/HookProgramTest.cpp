@@ -1,3 +1,7 @@
+#include <chrono>
+#include <filesystem>
+#include <vector>
+
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -1,8 +1,10 @@
 #include "hook/HookRun.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -56,6 +58,7 @@ HookRun::HookRun(const std::vector<std::string>& command, std::string_view input
         else
             ::unsetenv("TAMSELL_HOME");
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (const std::string& argument : command)
             arguments.push_back(const_cast<char*>(argument.c_str()));
         arguments.push_back(nullptr);

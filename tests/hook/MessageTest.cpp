@@ -21,25 +21,25 @@ TEST(ReplyReader, readsAReplyHoweverItIsCut) {
 }
 
 TEST(ReplyReader, refusesWhatIsNoCountedSuccess) {
-    const std::string length = "\r\ncontent-length: 1";
-    for (const std::string& head : {
-             "HTTP/1.1 403 Forbidden" + length,
-             "HTTP/1.1 2000 OK" + length,
-             "HTTP/1.1 100 Continue" + length,
-             "HTTP/2 200 OK" + length,
-             "POST /hook" + length,
-             "x" + length,
-             std::string("HTTP/1.1 200 OK"),
-             std::string("HTTP/1.1 200 OK\r\ncontent-length: +1"),
-             std::string("HTTP/1.1 200 OK\r\ncontent-length:"),
-             std::string("HTTP/1.1 200 OK\r\ncontent-length: 16777217"),
-             std::string("HTTP/1.1 200 OK\r\ncontent-length: 99999999999999999999"),
-             "HTTP/1.1 200 OK" + length + length + "2",
-             "HTTP/1.1 200 OK" + length + "\r\nTransfer-Encoding: chunked",
-             "HTTP/1.1 200 OK\r\nno colon" + length,
+    for (const char* head : {
+             "HTTP/1.1 403 Forbidden\r\ncontent-length: 1",
+             "HTTP/1.1 2000 OK\r\ncontent-length: 1",
+             "HTTP/1.1 100 Continue\r\ncontent-length: 1",
+             "HTTP/2 200 OK\r\ncontent-length: 1",
+             "POST /hook\r\ncontent-length: 1",
+             "x\r\ncontent-length: 1",
+             "HTTP/1.1 200 OK",
+             "HTTP/1.1 200 OK\r\ncontent-length: +1",
+             "HTTP/1.1 200 OK\r\ncontent-length:",
+             "HTTP/1.1 200 OK\r\ncontent-length: 16777217",
+             "HTTP/1.1 200 OK\r\ncontent-length: 99999999999999999999",
+             "HTTP/1.1 200 OK\r\ncontent-length: 1\r\ncontent-length: 12",
+             "HTTP/1.1 200 OK\r\ncontent-length: 1\r\nTransfer-Encoding: chunked",
+             "HTTP/1.1 200 OK\r\nno colon\r\ncontent-length: 1",
          }) {
         hook::ReplyReader reader;
-        EXPECT_EQ(reader.add(head + "\r\n\r\nb"), Progress::refused) << head;
+        (void)reader.add(head);
+        EXPECT_EQ(reader.add("\r\n\r\nb"), Progress::refused) << head;
     }
     hook::ReplyReader endless;
     EXPECT_EQ(endless.add("HTTP/1.1 200 OK\r\n"), Progress::incomplete);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <optional>
 #include <system_error>
 
 #include <gtest/gtest.h>
