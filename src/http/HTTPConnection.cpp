@@ -98,14 +98,8 @@ void HTTPConnection::begin() {
 
 void HTTPConnection::ready(std::uint32_t readiness) {
     const auto self = shared_from_this();
-    const bool hasFailed = (readiness & SocketPoller::failed) != 0;
-    if (hasFailed && (m_phase == Phase::responding || m_phase == Phase::streaming)) {
-        // Nothing can be written any more. In the other phases reading finds out, after it has
-        // taken what the peer sent before.
-        close();
-        return;
-    }
-    if (hasFailed || (readiness & SocketPoller::readable) != 0) {
+    // Reading takes what the peer sent before a failure, and then tells the failure.
+    if ((readiness & (SocketPoller::readable | SocketPoller::failed)) != 0) {
         read();
     }
     if (isOpen() && (readiness & SocketPoller::writable) != 0) {

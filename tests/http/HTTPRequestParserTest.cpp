@@ -114,7 +114,7 @@ TEST(HTTPRequestParser, GivesUpBeyondItsMaximum) {
 TEST(HTTPRequestParser, NeedsLinearTimeByteByByte) {
     // Looking through all bytes again for each new one would take minutes.
     constexpr std::size_t size = 4 * 1024 * 1024;
-    const auto start = std::chrono::steady_clock::now();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     const std::string headerStart = "GET / HTTP/1.1\r\nx: ";
     const std::string bodyStart = "GET / HTTP/1.1\r\ncontent-length: 9999999\r\n\r\n";
     for (const auto& begin : {headerStart, bodyStart}) {
@@ -122,9 +122,9 @@ TEST(HTTPRequestParser, NeedsLinearTimeByteByByte) {
         EXPECT_FALSE(parser.feed(begin).has_value());
         for (std::size_t i = 0; i < size; ++i) {
             ASSERT_FALSE(parser.feed("\r").has_value());
+            ASSERT_TRUE(i % 4096 != 0 || std::chrono::steady_clock::now() < deadline) << i;
         }
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(HTTPRequest, HasAJSONObjectOnlyWhenItsBodyIsOne) {
