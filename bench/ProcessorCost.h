@@ -1,0 +1,25 @@
+#pragma once
+
+#include <ctime>
+
+#include "LoadGenerator.h"
+#include "Process.h"
+
+namespace bench {
+
+/// The processor time that a load costs a server, in microseconds for each request.
+[[nodiscard]] inline double costOf(const Process& server, const Load& load) {
+    const auto before = server.processorTime();
+    run(load);
+    const std::chrono::duration<double, std::micro> cost = server.processorTime() - before;
+    return cost.count() / load.count;
+}
+
+/// The processor time that the calling thread has had, in microseconds.
+[[nodiscard]] inline double ownMicroseconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
+}
+
+} // namespace bench

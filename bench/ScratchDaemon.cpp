@@ -1,0 +1,54 @@
+#include "ScratchDaemon.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "Loopback.h"
+#include "core/ConfigFile.h"
+
+namespace bench {
+
+namespace {
+
+Command commandIn(const ScratchDirectory& directory, std::uint16_t port, const std::string& mode) {
+    (void)directory.write("config.json", "{\"port\": " + std::to_string(port) + ", \"mode\": \"" +
+                                             mode + "\", \"permissionWait\": 3600}\n");
+    return {.arguments = {TAMSELL_BIN "/tamsell", "--headless"},
+            .environment = {{"TAMSELL_HOME", directory.path()}},
+            .output = directory.path() / "daemon.log"};
+}
+
+} // namespace
+
+ScratchDaemon::ScratchDaemon(const std::string& mode)
+    : m_port(loopback::freePort()), m_process(commandIn(m_directory, m_port, mode)) {
+    loopback::waitForListener(m_port);
+}
+
+std::string ScratchDaemon::get(const std::string& path) const {
+    const ConfigFile config = ConfigFile::read(home() / "config.json");
+    const JSONValue* token = config.members.find("token");
+    return "GET " + path + " HTTP/1.1\r\nhost: 127.0.0.1\r\nx-token: " +
+           (token && token->string() ? *token->string() : "") + "\r\n\r\n";
+}
+
+int ScratchDaemon::loggedEvents() const {
+    std::ifstream log(home() / "logs" / "events.jsonl");
+    return static_cast<int>(std::count(std::istreambuf_iterator<char>(log), {}, '\n'));
+}
+
+void ScratchDaemon::settle() const {
+    constexpr std::chrono::milliseconds interval{100};
+    auto before = m_process.processorTime();
+    for (int i = 0; i < 100; ++i) {
+        std::this_thread::sleep_for(interval);
+        const auto now = m_process.processorTime();
+        if (now - before < interval / 100)
+            return;
+        before = now;
+    }
+}
+
+} // namespace bench
