@@ -269,6 +269,14 @@ JSONValue Daemon::snapshot() {
     return ::snapshot(snapshotSource());
 }
 
+// Written in its place: a snapshot can have megabytes.
+std::shared_ptr<const std::string> Daemon::snapshotRecord() {
+    const auto record = std::make_shared<std::string>(EventStreams::recordStart);
+    m_encoder.append(*record, snapshotSource());
+    record->append(EventStreams::recordEnd);
+    return record;
+}
+
 std::string Daemon::snapshotText() {
     std::string text;
     m_encoder.append(text, snapshotSource());
@@ -279,13 +287,13 @@ void Daemon::publish() {
     if (m_streams.empty())
         m_encoder.forget();
     else
-        m_streams.broadcast(EventStreams::record(snapshotText()));
+        m_streams.broadcast(snapshotRecord());
     m_environment.relay->schedulePush();
     Q_EMIT changed();
 }
 
 void Daemon::openStream(const std::shared_ptr<HTTPConnection>& connection) {
-    m_streams.add(connection, EventStreams::record(snapshotText()));
+    m_streams.add(connection, snapshotRecord());
 }
 
 // Hook events.

@@ -135,6 +135,8 @@ class Daemon final : public QObject {
     [[nodiscard]] bool computeAway();
     bool refreshAway();
     [[nodiscard]] SnapshotSource snapshotSource();
+    /// The snapshot as the streams get it.
+    [[nodiscard]] std::shared_ptr<const std::string> snapshotRecord();
 
     void serverChanged(const std::optional<HTTPServer::Failure>& failure);
     void setServerState(ServerState state);

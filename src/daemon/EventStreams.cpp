@@ -29,10 +29,3 @@ void EventStreams::broadcast(const std::shared_ptr<const std::string>& record) {
     for (const auto& [identity, stream] : m_streams)
         stream.connection->sendState(record);
 }
-
-std::shared_ptr<const std::string> EventStreams::record(std::string_view json) {
-    auto text = std::make_shared<std::string>();
-    text->reserve(json.size() + 8);
-    text->append("data: ").append(json).append("\n\n");
-    return text;
-}

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include <QTimer>
@@ -21,8 +22,9 @@ class EventStreams {
     [[nodiscard]] bool empty() const { return m_streams.empty(); }
     [[nodiscard]] std::size_t size() const { return m_streams.size(); }
 
-    /// "data: ", the text, an empty line.
-    [[nodiscard]] static std::shared_ptr<const std::string> record(std::string_view json);
+    /// What stands around a record's text, which is one line.
+    static constexpr std::string_view recordStart = "data: ";
+    static constexpr std::string_view recordEnd = "\n\n";
 
   private:
     struct Stream {

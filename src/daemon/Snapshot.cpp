@@ -70,6 +70,8 @@ JSONValue snapshot(const SnapshotSource& source) {
 
 void SnapshotEncoder::append(std::string& out, const SnapshotSource& source) {
     forgetOld(source);
+    const std::size_t start = out.size();
+    out.reserve(start + m_size + m_size / 8);
     out += '{';
     appendValue(out, "presence", source.presence);
     appendList(out, "sessions", newestFirst(source.activity),
@@ -86,12 +88,14 @@ void SnapshotEncoder::append(std::string& out, const SnapshotSource& source) {
     out += ',';
     appendValue(out, "relay", source.relay);
     out += '}';
+    m_size = out.size() - start;
 }
 
 void SnapshotEncoder::forget() {
     m_sessions = {};
     m_pending = {};
     m_recent = {};
+    m_size = 0;
 }
 
 template <typename Record>

@@ -53,5 +53,6 @@ class SnapshotEncoder {
     std::unordered_map<std::string, SessionText> m_sessions;
     std::unordered_map<std::shared_ptr<const PendingItem>, std::string> m_pending;
     std::deque<std::pair<std::uint64_t, std::string>> m_recent; // By number, ascending.
+    std::size_t m_size = 0; // Of the last snapshot, to make room for the next at once.
     std::uint64_t m_encoded = 0;
 };
