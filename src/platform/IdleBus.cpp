@@ -34,7 +34,7 @@ std::string unixEntries(std::string_view address) {
     return result;
 }
 
-/// The escape of the D-Bus specification for values in addresses.
+/// As values in D-Bus addresses are escaped.
 std::string escaped(std::string_view path) {
     constexpr std::string_view plain = "-_/.\\*";
     constexpr std::string_view digits = "0123456789abcdef";
@@ -106,7 +106,7 @@ IdleBus::Reply IdleBus::call(const Method& method, Deadline deadline, const char
     const auto left = microsecondsUntil(deadline);
     if (left == 0)
         return nullptr;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_message* reply = nullptr;
     result = sd_bus_call(m_bus, request, left, &error, &reply);
     sd_bus_error_free(&error);

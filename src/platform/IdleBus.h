@@ -28,7 +28,7 @@ class IdleBus {
     };
     using Reply = std::unique_ptr<sd_bus_message, Unreference>;
 
-    /// @param address in the form of the D-Bus specification; only its "unix:" entries are used,
+    /// @param address a list as D-Bus writes it; only its "unix:" entries are used,
     ///        because the others wait for resolvers or start programs
     explicit IdleBus(const std::string& address);
     ~IdleBus();
