@@ -1,9 +1,12 @@
 #include "core/Text.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <span>
+#include <utility>
+#include <vector>
 
 #include <utf8proc.h>
 
@@ -26,6 +29,16 @@ Decoded decodeAt(std::string_view utf8, std::size_t at) {
     if (length <= 0)
         return {-1, 1};
     return {codePoint, static_cast<std::size_t>(length)};
+}
+
+void append(std::string& utf8, utf8proc_int32_t codePoint) {
+    if (codePoint < 0x80) {
+        utf8 += static_cast<char>(codePoint);
+        return;
+    }
+    std::array<utf8proc_uint8_t, 4> bytes;
+    const utf8proc_ssize_t length = utf8proc_encode_char(codePoint, bytes.data());
+    utf8.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
 }
 
 bool isWhiteSpace(utf8proc_int32_t codePoint) {
@@ -110,15 +123,41 @@ std::string_view prefix(std::string_view utf8, std::size_t count) {
 }
 
 std::string decomposed(std::string_view utf8) {
-    utf8proc_uint8_t* mapped = nullptr;
-    const utf8proc_ssize_t length =
-        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(utf8.data()),
-                     static_cast<utf8proc_ssize_t>(utf8.size()), &mapped,
-                     static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
-    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned(mapped, &std::free);
-    if (length < 0)
-        return std::string(utf8);
-    return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length)};
+    std::string result;
+    result.reserve(utf8.size());
+    // Combining marks since the last starter, with their classes. utf8proc would order them by
+    // insertion, which a long run of hostile marks turns into minutes.
+    std::vector<std::pair<utf8proc_propval_t, utf8proc_int32_t>> marks;
+    const auto endRun = [&] {
+        if (!std::ranges::is_sorted(marks, {}, &decltype(marks)::value_type::first))
+            std::ranges::stable_sort(marks, {}, &decltype(marks)::value_type::first);
+        for (const auto& mark : marks)
+            append(result, mark.second);
+        marks.clear();
+    };
+    std::size_t at = 0;
+    while (at < utf8.size()) {
+        const Decoded here = decodeAt(utf8, at);
+        if (here.codePoint < 0)
+            return std::string(utf8);
+        at += here.length;
+        std::array<utf8proc_int32_t, 8> pieces; // A canonical decomposition has at most four.
+        const utf8proc_ssize_t count = utf8proc_decompose_char(
+            here.codePoint, pieces.data(), pieces.size(), UTF8PROC_DECOMPOSE, nullptr);
+        for (const utf8proc_int32_t piece :
+             std::span(pieces).first(static_cast<std::size_t>(count))) {
+            const utf8proc_propval_t order = utf8proc_get_property(piece)->combining_class;
+            if (order != 0) {
+                marks.emplace_back(order, piece);
+                continue;
+            }
+            if (!marks.empty())
+                endRun();
+            append(result, piece);
+        }
+    }
+    endRun();
+    return result;
 }
 
 bool canonicallyEqual(std::string_view left, std::string_view right) {
