@@ -59,7 +59,51 @@ Canonical canonical(std::string_view text) {
     return result;
 }
 
+// Takes digits from the front and says how many.
+std::size_t takeDigits(std::string_view& text) {
+    const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(count);
+    return count;
+}
+
+bool isNumber(std::string_view text) {
+    if (text.starts_with('-'))
+        text.remove_prefix(1);
+    const bool startsWithZero = text.starts_with('0');
+    const std::size_t whole = takeDigits(text);
+    if (whole == 0 || (startsWithZero && whole > 1))
+        return false;
+    if (text.starts_with('.')) {
+        text.remove_prefix(1);
+        if (takeDigits(text) == 0)
+            return false;
+    }
+    if (text.starts_with('e') || text.starts_with('E')) {
+        text.remove_prefix(1);
+        if (text.starts_with('+') || text.starts_with('-'))
+            text.remove_prefix(1);
+        if (takeDigits(text) == 0)
+            return false;
+    }
+    return text.empty();
+}
+
 } // namespace
+
+std::optional<double> parse(std::string_view text) {
+    if (!isNumber(text))
+        return std::nullopt;
+    double value = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (read.ec == std::errc{} && std::isfinite(value))
+        return value;
+    // Out of range at one end or the other, or with an exponent that no integer holds.
+    const Canonical exact = canonical(text);
+    const auto magnitude = exact.exponent + static_cast<std::int64_t>(exact.digits.size());
+    if (!exact.digits.empty() && magnitude > 0)
+        return std::nullopt;
+    return exact.negative ? -0.0 : 0.0;
+}
 
 void append(std::string& out, double value) {
     char buffer[40];
@@ -75,7 +119,7 @@ void append(std::string& out, double value) {
 
 bool losesValue(std::string_view text, double value) {
     // Up to 15 digits survive a double, wherever it is neither very large nor very small.
-    if (text.size() <= 16 && text.find_first_of("eE") == std::string_view::npos)
+    if (text.size() <= 15 && text.find_first_of("eE") == std::string_view::npos)
         return false;
     std::string written;
     append(written, value);

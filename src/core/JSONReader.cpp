@@ -1,24 +1,55 @@
 #include "core/JSONValue.h"
 
-#include <cstring>
-
 #include <simdjson.h>
 
 #include "core/Decimal.h"
 
-namespace {
-
 namespace ondemand = simdjson::ondemand;
 
-// A document beyond this is rare; the memory that parsing it took is given back.
-constexpr std::size_t largeDocument = std::size_t{256} << 10;
-
-// On-Demand validates only what is walked, so everything is walked, and it does not bound the
-// depth, so this does. Reading every number as a double is the system's rule; it also is the only
-// way to accept integers beyond 64 bits.
-class Walker {
+/// Reads one document after another, keeping its buffers between them.
+///
+/// On-Demand validates only what is walked, so everything is walked, and it does not bound the
+/// depth, so this does. Numbers are read from their text: the parser's own are wrong for some, and
+/// its integers end at 64 bits.
+class JSONReader {
   public:
-    static bool read(ondemand::value from, int depth, JSONValue& into) {
+    std::optional<JSONValue> read(std::string_view text) {
+        const std::size_t first = text.find_first_not_of(" \t\r\n");
+        if (first == std::string_view::npos)
+            return std::nullopt;
+        JSONValue value;
+        if (text[first] == '{' || text[first] == '[') {
+            m_padded.assign(text);
+            if (!readContainer(value))
+                return std::nullopt;
+            return value;
+        }
+        // A top-level scalar is a document of another kind to the parser; as the only element of an
+        // array it is not.
+        m_padded.assign("[").append(text).append("]");
+        if (!readContainer(value) || value.array()->size() != 1)
+            return std::nullopt;
+        return std::move(value.array()->front());
+    }
+
+  private:
+    bool readContainer(JSONValue& into) {
+        m_members.clear();
+        m_elements.clear();
+        const std::size_t length = m_padded.size();
+        m_padded.append(simdjson::SIMDJSON_PADDING, '\0');
+        const simdjson::padded_string_view text(m_padded.data(), length, m_padded.size());
+        ondemand::document document;
+        ondemand::value value;
+        if (m_parser.iterate(text).get(document) || document.get_value().get(value) ||
+            !readValue(value, 0, into))
+            return false;
+        // What follows the value is not looked at by itself; at the end there is no location left.
+        const char* rest = nullptr;
+        return document.current_location().get(rest) == simdjson::OUT_OF_BOUNDS;
+    }
+
+    bool readValue(ondemand::value from, int depth, JSONValue& into) {
         ondemand::json_type type{};
         if (from.type().get(type))
             return false;
@@ -31,7 +62,7 @@ class Walker {
             std::string_view text;
             if (from.get_string().get(text))
                 return false;
-            into = JSONValue(text);
+            into.m_value.emplace<std::string>(text);
             return true;
         }
         case ondemand::json_type::number:
@@ -40,113 +71,85 @@ class Walker {
             bool truth = false;
             if (from.get_bool().get(truth))
                 return false;
-            into = JSONValue(truth);
+            into.m_value.emplace<bool>(truth);
             return true;
         }
-        case ondemand::json_type::null:
-            into = JSONValue();
-            return isNull(from);
+        case ondemand::json_type::null: {
+            // The type is told by the first letter alone.
+            bool isNull = false;
+            return !from.is_null().get(isNull) && isNull;
+        }
         }
         return false;
-    }
-
-  private:
-    static bool isNull(ondemand::value from) {
-        // The type is told by the first letter alone.
-        return from.raw_json_token().substr(0, 4) == "null" && from.is_null();
     }
 
     static bool readNumber(ondemand::value from, JSONValue& into) {
+        // simdjson 3.0 misreads numbers that start with "0." and have more than 19 digits, and
+        // refuses exponents of as many.
         std::string_view token = from.raw_json_token();
-        double value = 0;
-        if (from.get_double().get(value))
+        token = token.substr(0, token.find_last_not_of(" \t\r\n") + 1);
+        const auto value = decimal::parse(token);
+        if (!value)
             return false;
-        token = token.substr(0, token.find_first_not_of("+-.0123456789eE"));
-        into = decimal::losesValue(token, value) ? JSONValue(JSONNumber(value, token))
-                                                 : JSONValue(value);
+        if (decimal::losesValue(token, *value))
+            into.m_value.emplace<JSONNumber>(*value, token);
+        else
+            into.m_value.emplace<JSONNumber>(*value);
         return true;
     }
 
-    static bool readObject(ondemand::value from, int depth, JSONValue& into) {
+    bool readObject(ondemand::value from, int depth, JSONValue& into) {
         ondemand::object object;
         if (from.get_object().get(object))
             return false;
-        std::vector<JSONObject::Member> members;
+        const std::size_t before = m_members.size();
         for (auto field : object) {
             std::string_view key;
-            ondemand::value value;
-            if (field.unescaped_key().get(key))
+            ondemand::value source;
+            JSONValue value;
+            if (field.unescaped_key().get(key) || field.value().get(source) ||
+                !readValue(source, depth, value))
                 return false;
-            members.emplace_back(key, JSONValue());
-            if (field.value().get(value) || !read(value, depth, members.back().second))
-                return false;
+            m_members.emplace_back(key, std::move(value));
         }
-        into = JSONValue(JSONObject::fromMembers(std::move(members)));
+        into.m_value.emplace<JSONObject>(
+            JSONObject::takeMembers(std::span(m_members).subspan(before)));
+        m_members.resize(before);
         return true;
     }
 
-    static bool readArray(ondemand::value from, int depth, JSONValue& into) {
+    bool readArray(ondemand::value from, int depth, JSONValue& into) {
         ondemand::array array;
         if (from.get_array().get(array))
             return false;
-        JSONArray elements;
+        const std::size_t before = m_elements.size();
         for (auto element : array) {
-            ondemand::value value;
-            elements.emplace_back();
-            if (element.get(value) || !read(value, depth, elements.back()))
+            ondemand::value source;
+            JSONValue value;
+            if (element.get(source) || !readValue(source, depth, value))
                 return false;
+            m_elements.push_back(std::move(value));
         }
-        into = JSONValue(std::move(elements));
+        const auto first = m_elements.begin() + static_cast<std::ptrdiff_t>(before);
+        into.m_value.emplace<JSONArray>(std::move_iterator(first),
+                                        std::move_iterator(m_elements.end()));
+        m_elements.resize(before);
         return true;
     }
+
+    ondemand::parser m_parser;
+    std::string m_padded; // The text, with the padding that the parser may read beyond it.
+    // Stacks of what the containers being read hold so far, so that each container is allocated
+    // once and in its size.
+    std::vector<JSONObject::Member> m_members;
+    std::vector<JSONValue> m_elements;
 };
-
-// The parser and the padded copy of the text, kept between documents.
-struct Scratch {
-    ondemand::parser parser;
-    std::string padded;
-};
-
-bool parseContainer(Scratch& scratch, JSONValue& into) {
-    const std::size_t length = scratch.padded.size();
-    scratch.padded.append(simdjson::SIMDJSON_PADDING, '\0');
-    const simdjson::padded_string_view text(scratch.padded.data(), length, scratch.padded.size());
-    ondemand::document document;
-    ondemand::value value;
-    if (scratch.parser.iterate(text).get(document) || document.get_value().get(value) ||
-        !Walker::read(value, 0, into))
-        return false;
-    // What follows the value is not looked at by itself; at the end there is no location left.
-    const char* rest = nullptr;
-    return document.current_location().get(rest) == simdjson::OUT_OF_BOUNDS;
-}
-
-} // namespace
 
 std::optional<JSONValue> JSONValue::parse(std::string_view text) {
-    thread_local std::unique_ptr<Scratch> scratch;
-    if (!scratch)
-        scratch = std::make_unique<Scratch>();
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos)
-        return std::nullopt;
-    const bool isContainer = text[first] == '{' || text[first] == '[';
-    JSONValue value;
-    bool valid = false;
-    if (isContainer) {
-        scratch->padded.assign(text);
-        valid = parseContainer(*scratch, value);
-    } else {
-        // A top-level scalar is a document of another kind to the parser; as the only element of an
-        // array it is not.
-        scratch->padded.assign("[").append(text).append("]");
-        valid = parseContainer(*scratch, value) && value.array()->size() == 1;
-        if (valid) {
-            JSONValue only = std::move(value.array()->front());
-            value = std::move(only);
-        }
-    }
+    // A document beyond this is rare; the memory that reading it took is given back.
+    constexpr std::size_t largeDocument = std::size_t{64} << 10;
     if (text.size() > largeDocument)
-        scratch.reset();
-    return valid ? std::optional(std::move(value)) : std::nullopt;
+        return JSONReader().read(text);
+    thread_local JSONReader reader;
+    return reader.read(text);
 }

@@ -1,22 +1,56 @@
 #include "core/JSONValue.h"
 
 #include <algorithm>
-#include <numeric>
+#include <array>
+#include <cstdint>
 
 #include "core/Text.h"
 
 namespace {
 
-bool allKeysAreASCII(const std::vector<JSONObject::Member>& members) {
-    return std::ranges::all_of(members,
-                               [](const auto& member) { return text::isASCII(member.first); });
+bool isASCIIAt(std::string_view key, std::size_t index) {
+    return static_cast<unsigned char>(key[index]) < 0x80;
+}
+
+// As much of a key as can matter in a comparison with an ASCII text: every character decomposes to
+// at least one byte, and the first byte that is not ASCII decides. It keeps a lookup in an object
+// with huge keys cheap.
+std::string_view decisivePart(std::string_view key, std::string_view other) {
+    std::size_t end = 4 * (other.size() + 1);
+    if (key.size() <= end || !text::isASCII(other))
+        return key;
+    while (end > 0 && (static_cast<unsigned char>(key[end]) & 0xC0) == 0x80)
+        --end;
+    return key.substr(0, end);
 }
 
 // Less, equal or greater in the order of decomposed keys.
 int compareKeys(std::string_view left, std::string_view right) {
-    if (text::isASCII(left) && text::isASCII(right))
-        return left.compare(right);
-    return text::decomposed(left).compare(text::decomposed(right));
+    const std::size_t common = std::min(left.size(), right.size());
+    std::size_t at = 0;
+    while (at < common && left[at] == right[at])
+        ++at;
+    // An ASCII character is its own decomposition, and nothing is reordered across it; so where
+    // both go on with one, or end, the bytes decide.
+    if ((at == left.size() || isASCIIAt(left, at)) && (at == right.size() || isASCIIAt(right, at)))
+        return left.substr(at).compare(right.substr(at));
+    while (at > 0 && !isASCIIAt(left, at - 1))
+        --at;
+    left.remove_prefix(at);
+    right.remove_prefix(at);
+    return text::decomposed(decisivePart(left, right))
+        .compare(text::decomposed(decisivePart(right, left)));
+}
+
+// A member's place in the order.
+struct Slot {
+    std::string_view key;
+    std::size_t index;
+};
+
+bool precedes(const Slot& left, const Slot& right) {
+    const int order = left.key.compare(right.key);
+    return order != 0 ? order < 0 : left.index < right.index;
 }
 
 } // namespace
@@ -25,40 +59,30 @@ JSONObject::JSONObject(std::initializer_list<Member> members)
     : JSONObject(fromMembers(std::vector<Member>(members))) {}
 
 JSONObject JSONObject::fromMembers(std::vector<Member> members) {
-    JSONObject result;
-    if (allKeysAreASCII(members)) {
-        const auto byKey = [](const Member& left, const Member& right) {
-            return left.first < right.first;
-        };
-        if (!std::ranges::is_sorted(members, byKey))
-            std::ranges::stable_sort(members, byKey);
-        // Of a run of equal keys the last stays.
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < members.size(); ++i) {
-            if (i + 1 < members.size() && members[i].first == members[i + 1].first)
-                continue;
-            if (kept != i)
-                members[kept] = std::move(members[i]);
-            ++kept;
-        }
-        members.erase(members.begin() + static_cast<std::ptrdiff_t>(kept), members.end());
-        result.m_members = std::move(members);
-        return result;
+    return takeMembers(members);
+}
+
+JSONObject JSONObject::takeMembers(std::span<Member> members) {
+    // Every key that needs it is decomposed once, however many comparisons the order takes.
+    std::vector<std::string> decomposed;
+    if (!std::ranges::all_of(members, [](const Member& m) { return text::isASCII(m.first); })) {
+        decomposed.reserve(members.size());
+        for (const Member& member : members)
+            decomposed.push_back(text::decomposed(member.first));
     }
-    // Every key is decomposed once, however many comparisons the order takes.
-    std::vector<std::string> keys;
-    keys.reserve(members.size());
-    for (const Member& member : members)
-        keys.push_back(text::decomposed(member.first));
-    std::vector<std::size_t> order(members.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::ranges::stable_sort(
-        order, [&](std::size_t left, std::size_t right) { return keys[left] < keys[right]; });
+    std::array<Slot, 24> few;
+    std::vector<Slot> many(members.size() > few.size() ? members.size() : 0);
+    const std::span<Slot> slots = many.empty() ? std::span(few).first(members.size()) : many;
+    for (std::size_t i = 0; i < members.size(); ++i)
+        slots[i] = {decomposed.empty() ? members[i].first : decomposed[i], i};
+    std::ranges::sort(slots, precedes);
+
+    JSONObject result;
     result.m_members.reserve(members.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        if (i + 1 < order.size() && keys[order[i]] == keys[order[i + 1]])
-            continue;
-        result.m_members.push_back(std::move(members[order[i]]));
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        // Of a run of equal keys the last stays.
+        if (i + 1 == slots.size() || slots[i].key != slots[i + 1].key)
+            result.m_members.push_back(std::move(members[slots[i].index]));
     }
     return result;
 }

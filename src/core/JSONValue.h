@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,19 +27,22 @@ class JSONObject {
     JSONObject(std::initializer_list<Member> members);
     /// The members in any order; of several with one key the last wins. O(n log n).
     [[nodiscard]] static JSONObject fromMembers(std::vector<Member> members);
+    /// The same, moving the members out of memory that the caller keeps.
+    [[nodiscard]] static JSONObject takeMembers(std::span<Member> members);
 
     /// The member's value, or nothing. The pointer lives until the object is next changed.
     [[nodiscard]] const JSONValue* find(std::string_view key) const;
     [[nodiscard]] JSONValue* find(std::string_view key);
-    /// Replaces the value of a key that is there (its spelling stays), or adds the member.
+    /// Replaces the value of a key that is there (its spelling stays), or adds the member, which
+    /// moves those behind it: many members are for `fromMembers`.
     void set(std::string_view key, JSONValue value);
     /// Whether there was such a key.
     bool erase(std::string_view key);
 
-    [[nodiscard]] bool empty() const { return m_members.empty(); }
-    [[nodiscard]] std::size_t size() const { return m_members.size(); }
-    [[nodiscard]] auto begin() const { return m_members.begin(); }
-    [[nodiscard]] auto end() const { return m_members.end(); }
+    [[nodiscard]] bool empty() const;
+    [[nodiscard]] std::size_t size() const;
+    [[nodiscard]] std::vector<Member>::const_iterator begin() const;
+    [[nodiscard]] std::vector<Member>::const_iterator end() const;
 
     /// The same keys with equal values.
     [[nodiscard]] bool operator==(const JSONObject& other) const;
@@ -119,9 +123,25 @@ class JSONValue {
     [[nodiscard]] bool operator==(const JSONValue& other) const;
 
   private:
+    friend class JSONReader; // Builds payloads in place.
+
     // In the order of Type.
     std::variant<std::string, JSONNumber, bool, JSONObject, JSONArray, std::nullptr_t> m_value;
 };
+
+// Here, because a member is complete only with its value.
+inline bool JSONObject::empty() const {
+    return m_members.empty();
+}
+inline std::size_t JSONObject::size() const {
+    return m_members.size();
+}
+inline std::vector<JSONObject::Member>::const_iterator JSONObject::begin() const {
+    return m_members.begin();
+}
+inline std::vector<JSONObject::Member>::const_iterator JSONObject::end() const {
+    return m_members.end();
+}
 
 namespace json {
 

@@ -13,8 +13,8 @@ namespace logging {
 /// everything made visible that could forge a line or hide text, a line feed.
 [[nodiscard]] std::string line(double millisecondsSince1970, std::string_view message);
 
-/// Writes that line to standard output with one write. Errors are ignored, since there is nowhere to
-/// report them, and a line is dropped while whoever reads the output does not keep up.
+/// Writes that line to standard output with one write. Errors are ignored, since there is nowhere
+/// to report them, and a line is dropped while whoever reads the output does not keep up.
 void writeToStandardOutput(std::string_view message);
 
 } // namespace logging
