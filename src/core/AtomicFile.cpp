@@ -96,6 +96,11 @@ void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> m
     const fs::path directory = target.has_parent_path() ? target.parent_path() : fs::path(".");
     struct stat old {};
     const bool replaces = ::stat(target.c_str(), &old) == 0;
+    // The rename would put a plain file in the place of a pipe or of /dev/null.
+    if (replaces && !S_ISREG(old.st_mode)) {
+        errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
+        fail(path);
+    }
 
     std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
     Descriptor descriptor(::mkostemp(pattern.data(), O_CLOEXEC));

@@ -12,7 +12,8 @@ namespace atomicfile {
 
 /// Writes a temporary file beside the target, sets its permissions before the first byte, flushes
 /// it to the disk and renames it over the target. A symbolic link is followed to what it names, and
-/// stays a link. The owner of a replaced file is kept where the system allows it.
+/// stays a link. The owner of a replaced file is kept where the system allows it. What is there and
+/// is no regular file is refused.
 ///
 /// @param mode permission bits of the result; when absent those of the replaced file, or 0644
 /// @throws std::system_error with the path; the file is then as it was and nothing is left behind
