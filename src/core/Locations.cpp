@@ -30,9 +30,9 @@ Locations Locations::from(const EnvironmentLookup& environment, const fs::path& 
         const auto value = environment(name);
         if (!value)
             return std::nullopt;
+        // Not normalised: "link/.." means what the kernel says, here and in every other program.
         std::error_code ignored;
-        fs::path path = fs::absolute(value->empty() ? fs::path(".") : fs::path(*value), ignored);
-        return path.lexically_normal();
+        return value->empty() ? fs::current_path(ignored) : fs::absolute(*value, ignored);
     };
     Locations result;
     result.home = home;
