@@ -51,6 +51,8 @@ std::string keepAside(const Locations& locations, const ConfigFile& file, const 
     const auto beside = [&](const char* suffix) {
         return fs::path(locations.configFile.string() + suffix);
     };
+    // All of it may be gone, not only the file.
+    fs::create_directories(locations.dataDirectory);
     std::string kept;
     if (file.state == ConfigFile::State::damaged) {
         atomicfile::write(beside(".damaged"), file.bytes, ownerOnly);
@@ -140,9 +142,10 @@ const JSONObject& Config::defaults() {
 }
 
 Config Config::over(const JSONObject& members) {
+    std::vector<JSONObject::Member> all(defaults().begin(), defaults().end());
+    all.insert(all.end(), members.begin(), members.end());
     Config result;
-    for (const auto& [key, value] : members)
-        result.raw.set(key, value);
+    result.raw = JSONObject::fromMembers(std::move(all));
     return result;
 }
 
