@@ -57,8 +57,11 @@ bool wouldBlock(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
+/// Whether the system may wait with a last incomplete segment for what follows at once.
+enum class Follows { nothing, shutdown };
+
 /// How many bytes the system took from the front of the queue, or -1 with errno set.
-ssize_t sendFront(const Descriptor& socket, const SendQueue& queue) {
+ssize_t sendFront(const Descriptor& socket, const SendQueue& queue, Follows follows) {
     std::array<std::string_view, piecesPerWrite> pieces;
     std::array<iovec, piecesPerWrite> vectors{};
     msghdr message{};
@@ -69,7 +72,8 @@ ssize_t sendFront(const Descriptor& socket, const SendQueue& queue) {
         vectors[i] = {const_cast<char*>(pieces[i].data()), pieces[i].size()};
     }
     // A peer that is gone is an error here, not a signal that ends the program.
-    return sendmsg(socket.number(), &message, MSG_NOSIGNAL);
+    return sendmsg(socket.number(), &message,
+                   MSG_NOSIGNAL | (follows == Follows::shutdown ? MSG_MORE : 0));
 }
 
 } // namespace
@@ -212,9 +216,13 @@ void HTTPConnection::write(Phase next, std::string head, std::string body) {
 }
 
 void HTTPConnection::flush() {
+    // A response within the handler is settled as soon as that returns: its end then travels in
+    // the segment of its last bytes, which saves the system the way of one more through the stack.
+    const auto follows =
+        m_isHandling && m_phase == Phase::responding ? Follows::shutdown : Follows::nothing;
     std::size_t written = 0;
     while (!m_queue.isEmpty() && !m_isBroken && written < bytesPerTurn) {
-        const ssize_t count = sendFront(m_socket, m_queue);
+        const ssize_t count = sendFront(m_socket, m_queue, follows);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
             m_queue.consume(static_cast<std::size_t>(count));
