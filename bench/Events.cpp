@@ -28,9 +28,8 @@ std::string toolUse(std::string_view session) {
         R"("exitCode":0,"isImage":false,"stderr":"","stdout":")";
     constexpr std::string_view end = "\"}}";
     for (int line = 1; event.size() + end.size() < usualSize; ++line) {
-        std::string output = "\\u001b[32m[" + std::to_string(line) +
-                             "/42]\\u001b[0m Building src/planner/Route" + std::to_string(line) +
-                             ".cpp.o\\n";
+        std::string output = "[" + std::to_string(line) + "/42] Building src/planner/Route" +
+                             std::to_string(line) + ".cpp.o\\n";
         if (event.size() + output.size() + end.size() > usualSize)
             output = std::string(usualSize - event.size() - end.size(), '.');
         event += output;

@@ -160,8 +160,10 @@ void measureStreams(double encodingCost) {
         least.push_back(writing.get() + encodingCost);
     }
     printRemark("each record has " + std::to_string(readers.recordSize()) + " bytes");
+    // The reference encodes with everything at hand; in the daemon, 22 MB went through the
+    // processor's caches since the last time.
     print({"publish to 100 streams, vs one encoding and bare writes", median(ours), median(least),
-           "us", 1.3});
+           "us", 1.5});
 }
 
 } // namespace
