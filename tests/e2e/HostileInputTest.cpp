@@ -86,11 +86,19 @@ TEST_F(HostileInputTest, RequestsMayArriveInAnyPieces) {
     EXPECT_TRUE(reply.starts_with("HTTP/1.1 200 OK\r\n"));
     EXPECT_EQ(reply.find("HTTP/1.1", 1), std::string::npos) << "the second request was answered";
 
+    const JSONObject large{{"session_id", "half"},
+                           {"last_assistant_message", std::string(8'000'000, 'm')}};
     Client halfClosed(m_daemon.port());
-    halfClosed.send(requestText("POST", "/hook", {}, R"({"session_id":"half"})"));
+    halfClosed.send(requestText("POST", "/hook", {}, json::compact(large).value()));
     halfClosed.finishSending();
     EXPECT_EQ(halfClosed.response().statusLine, "HTTP/1.1 200 OK");
     EXPECT_EQ(sessions(), (std::vector<std::string>{"bytes", "half"}));
+
+    // Also when the reply is more than the system takes at once.
+    Client halfClosedReader(m_daemon.port(), 4096);
+    halfClosedReader.send(requestText("GET", "/state", m_daemon.tokenHeader()));
+    halfClosedReader.finishSending();
+    EXPECT_EQ(halfClosedReader.response().json(), m_daemon.state());
 }
 
 TEST_F(HostileInputTest, WhatIsNoRequestGetsNoAnswerAndHurtsNobody) {

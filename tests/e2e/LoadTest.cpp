@@ -111,7 +111,8 @@ TEST(Load, WithoutDescriptorsTheDaemonWaitsForSome) {
 
     const auto before = processorTime(id);
     EXPECT_FALSE(until([&] { return !daemon.process().isRunning(); }, 1s));
-    EXPECT_LT(processorTime(id) - before, 500ms);
+    // Ten attempts cost nothing to speak of, and one without a pause takes all that it can get.
+    EXPECT_LT(processorTime(id) - before, 100ms);
 
     // Those that it has are served. Its settings cannot be saved then, but count.
     idle.front()->send(requestText("POST", "/mode", token, R"({"mode":"on"})"));

@@ -15,15 +15,16 @@ const std::string stop = R"({"hook_event_name":"Stop","session_id":"stopped"})";
 } // namespace
 
 TEST(Waiting, EndsByItselfWithoutAnAnswer) {
-    const RunningDaemon daemon({{"mode", "on"}, {"permissionWait", 1.5}, {"stopWait", 1}},
+    // Longer than the hook waits where nothing is held.
+    const RunningDaemon daemon({{"mode", "on"}, {"permissionWait", 2.5}, {"stopWait", 2.2}},
                                Port::inTheSettings);
     const auto begin = std::chrono::steady_clock::now();
     const auto permission = daemon.runHook("claude", permissionRequest("asking"));
     const auto stopped = daemon.runHook("codex", stop);
     EXPECT_EQ(stopped->exitCode(), 0);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 2200ms);
     EXPECT_EQ(permission->exitCode(), 0);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 1500ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 2500ms);
     EXPECT_EQ(stopped->output() + permission->output(), "");
     EXPECT_TRUE(daemon.pending(0).empty());
 }
