@@ -103,9 +103,8 @@ void HTTPConnection::begin() {
 void HTTPConnection::ready(std::uint32_t readiness) {
     const auto self = shared_from_this();
     // Reading takes what the peer sent before a failure, and then tells the failure.
-    if ((readiness & (SocketPoller::readable | SocketPoller::failed)) != 0) {
+    if ((readiness & (SocketPoller::readable | SocketPoller::failed)) != 0)
         read();
-    }
     if (isOpen() && (readiness & SocketPoller::writable) != 0) {
         flush();
         settle();
@@ -115,31 +114,27 @@ void HTTPConnection::ready(std::uint32_t readiness) {
 void HTTPConnection::read() {
     const std::span<char> buffer = m_owner->readBuffer();
     const ssize_t count = recv(m_socket.number(), buffer.data(), buffer.size(), 0);
-    if (count > 0) {
+    if (count > 0)
         received({buffer.data(), static_cast<std::size_t>(count)});
-    } else if (count == 0) {
+    else if (count == 0)
         peerFinished();
-    } else if (!wouldBlock(errno)) {
+    else if (!wouldBlock(errno))
         giveUp();
-    }
 }
 
 void HTTPConnection::received(std::string_view bytes) {
     if (m_phase == Phase::draining) {
         m_drainedBytes += bytes.size();
-        if (m_drainedBytes > drainBytes) {
+        if (m_drainedBytes > drainBytes)
             giveUp();
-        }
         return;
     }
-    if (m_phase != Phase::reading) {
+    if (m_phase != Phase::reading)
         return; // A second request is never answered.
-    }
     auto request = m_parser->feed(bytes);
     if (!request) {
-        if (m_parser->isOverfull()) {
+        if (m_parser->isOverfull())
             close();
-        }
         return;
     }
     m_parser.reset();
@@ -153,19 +148,17 @@ void HTTPConnection::received(std::string_view bytes) {
 
 void HTTPConnection::peerFinished() {
     m_peerHasFinished = true;
-    if (m_phase == Phase::responding) {
+    if (m_phase == Phase::responding)
         updateInterest(); // It may still read what is being written.
-    } else {
+    else
         giveUp();
-    }
 }
 
 void HTTPConnection::giveUp() {
-    if (m_phase == Phase::draining) {
+    if (m_phase == Phase::draining)
         releaseSocket();
-    } else {
+    else
         close();
-    }
 }
 
 void HTTPConnection::respond(int status, std::string body, std::string_view contentType) {
@@ -176,21 +169,18 @@ void HTTPConnection::respond(int status, std::string body, std::string_view cont
 }
 
 void HTTPConnection::respondJSON(int status, const JSONValue& value) {
-    if (m_phase == Phase::held) {
+    if (m_phase == Phase::held)
         respond(status, json::compact(value).value_or("{}"), "application/json");
-    }
 }
 
 void HTTPConnection::startEventStream() {
-    if (m_phase == Phase::held) {
+    if (m_phase == Phase::held)
         write(Phase::streaming, std::string(eventStreamHead), {});
-    }
 }
 
 void HTTPConnection::send(std::string_view text) {
-    if (m_phase == Phase::streaming && m_queue.unsentBytes() + text.size() <= SendQueue::limit) {
+    if (m_phase == Phase::streaming && m_queue.unsentBytes() + text.size() <= SendQueue::limit)
         write(Phase::streaming, std::string(text), {});
-    }
 }
 
 void HTTPConnection::sendState(std::shared_ptr<const std::string> record) {
@@ -202,9 +192,8 @@ void HTTPConnection::sendState(std::shared_ptr<const std::string> record) {
 }
 
 void HTTPConnection::keepAlive(std::string_view text) {
-    if (m_queue.isEmpty()) {
+    if (m_queue.isEmpty())
         send(text);
-    }
 }
 
 void HTTPConnection::write(Phase next, std::string head, std::string body) {
@@ -247,27 +236,23 @@ void HTTPConnection::updateInterest() {
 
 void HTTPConnection::settleSoon() {
     // Within the server's handler it is done when that returns.
-    if (!m_isHandling && (m_isBroken || isWritten())) {
+    if (!m_isHandling && (m_isBroken || isWritten()))
         m_owner->settleSoon(shared_from_this());
-    }
 }
 
 void HTTPConnection::settle() {
-    if (isOpen() && (m_isBroken || isWritten())) {
+    if (isOpen() && (m_isBroken || isWritten()))
         close();
-    }
 }
 
 void HTTPConnection::close() {
-    if (!isOpen()) {
+    if (!isOpen())
         return;
-    }
     const auto self = shared_from_this();
-    if (isWritten() && !m_isBroken && !m_peerHasFinished) {
+    if (isWritten() && !m_isBroken && !m_peerHasFinished)
         drain();
-    } else {
+    else
         releaseSocket();
-    }
     runCloseHandlers();
 }
 
@@ -279,17 +264,15 @@ void HTTPConnection::drain() {
 }
 
 void HTTPConnection::endDraining() {
-    if (m_phase != Phase::draining) {
+    if (m_phase != Phase::draining)
         return;
-    }
     const auto self = shared_from_this();
     // What has arrived already must not cut off the response after all.
     const std::span<char> buffer = m_owner->readBuffer();
     while (m_drainedBytes <= drainBytes) {
         const ssize_t count = recv(m_socket.number(), buffer.data(), buffer.size(), 0);
-        if (count <= 0) {
+        if (count <= 0)
             break;
-        }
         m_drainedBytes += static_cast<std::size_t>(count);
     }
     releaseSocket();
@@ -307,13 +290,11 @@ void HTTPConnection::releaseSocket() {
 
 void HTTPConnection::runCloseHandlers() {
     const auto handlers = std::exchange(m_closeHandlers, {});
-    for (const auto& handler : handlers) {
+    for (const auto& handler : handlers)
         handler();
-    }
 }
 
 void HTTPConnection::addCloseHandler(std::function<void()> handler) {
-    if (isOpen()) {
+    if (isOpen())
         m_closeHandlers.push_back(std::move(handler));
-    }
 }

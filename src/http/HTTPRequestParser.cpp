@@ -33,11 +33,9 @@ std::string_view takeLine(std::string_view& rest) {
 /// Field names are ASCII (RFC 9110 section 5.1), so no other letters are looked for.
 std::string lowerCased(std::string_view name) {
     std::string result(name);
-    for (char& c : result) {
-        if (c >= 'A' && c <= 'Z') {
+    for (char& c : result)
+        if (c >= 'A' && c <= 'Z')
             c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
     return result;
 }
 
@@ -49,21 +47,18 @@ std::string_view trimmed(std::string_view value) {
 
 /// A length that a 64-bit number cannot hold counts as 0 as well.
 std::size_t bodyLength(const std::string* text) {
-    if (text == nullptr) {
+    if (text == nullptr)
         return 0;
-    }
     std::string_view digits = *text;
     if (digits.starts_with('+')) {
         digits.remove_prefix(1);
-        if (digits.starts_with('-')) {
+        if (digits.starts_with('-'))
             return 0;
-        }
     }
     std::int64_t length = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    if (error != std::errc() || end != digits.data() + digits.size() || length < 0) {
+    if (error != std::errc() || end != digits.data() + digits.size() || length < 0)
         return 0;
-    }
     return static_cast<std::size_t>(length);
 }
 
@@ -74,30 +69,26 @@ std::optional<HTTPRequest> HTTPRequestParser::feed(std::string_view bytes) {
     if (m_phase == Phase::header) {
         // Usually the whole header is in the first piece and is read where it lies.
         const std::size_t seenBytes = m_header.size();
-        if (seenBytes > 0) {
+        if (seenBytes > 0)
             m_header += bytes;
-        }
         const std::string_view all = seenBytes > 0 ? std::string_view(m_header) : bytes;
         // Only the last three of the bytes seen before can belong to an end that comes now.
         const auto end = all.find(headerEnd, seenBytes - std::min(seenBytes, headerEnd.size() - 1));
         if (end == std::string_view::npos) {
-            if (seenBytes == 0) {
+            if (seenBytes == 0)
                 m_header = bytes;
-            }
             return std::nullopt;
         }
         readHeader(all.substr(0, end));
         bytes = bytes.substr(end + headerEnd.size() - seenBytes);
         m_header = {};
     }
-    if (m_phase == Phase::hopeless) {
+    if (m_phase == Phase::hopeless)
         return std::nullopt;
-    }
     std::string& body = m_request.body;
     body += bytes.substr(0, m_bodyLength - body.size());
-    if (body.size() < m_bodyLength) {
+    if (body.size() < m_bodyLength)
         return std::nullopt;
-    }
     return std::move(m_request);
 }
 

@@ -55,9 +55,8 @@ Endpoint endpoint(const std::string& host, double configuredPort) {
     Endpoint result;
     result.port = static_cast<std::uint16_t>(wholePort);
     const auto add = [&](std::string_view literal) {
-        if (const auto address = tcp::Address::parse(literal, result.port)) {
+        if (const auto address = tcp::Address::parse(literal, result.port))
             result.addresses.push_back(*address);
-        }
     };
     if (host == "localhost") {
         add("127.0.0.1");
@@ -84,13 +83,11 @@ Descriptor listener(const std::string& host, const Endpoint& endpoint) {
         }
         // Only a machine without that kind of address makes the next one worth a try.
         if (error != std::errc::address_family_not_supported &&
-            error != std::errc::address_not_available) {
+            error != std::errc::address_not_available)
             break;
-        }
     }
-    if (error == std::errc::address_in_use) {
+    if (error == std::errc::address_in_use)
         throw Failure{Failure::Kind::portInUse, endpoint.port, {}};
-    }
     throw Failure{Failure::Kind::other, 0,
                   "Cannot listen on " + host + " port " + std::to_string(endpoint.port) + ": " +
                       error.message()};
@@ -175,9 +172,8 @@ void HTTPServer::Implementation::start(const std::string& host, double port, Sta
     m_isLocalOnly = isLoopbackHost(host);
     std::optional<Failure> failure;
     try {
-        if (m_poller == nullptr) {
+        if (m_poller == nullptr)
             m_poller = std::make_unique<SocketPoller>();
-        }
         m_listener = listener(host, endpoint(host, port));
         m_port = tcp::localAddress(m_listener).port();
     } catch (const Failure& reason) {
@@ -186,9 +182,8 @@ void HTTPServer::Implementation::start(const std::string& host, double port, Sta
         failure = Failure{Failure::Kind::other, 0, "Cannot listen: " + error.code().message()};
     }
     later([this, generation, failure, callback = std::move(onState)] {
-        if (generation == m_generation) {
+        if (generation == m_generation)
             started(failure, callback);
-        }
     });
 }
 
@@ -235,21 +230,18 @@ void HTTPServer::Implementation::acceptSome() {
         std::error_code error;
         auto accepted = tcp::accept(m_listener, error);
         if (!accepted) {
-            if (error == std::errc::operation_would_block) {
+            if (error == std::errc::operation_would_block)
                 return;
-            }
-            if (error == std::errc::connection_aborted || error == std::errc::interrupted) {
+            if (error == std::errc::connection_aborted || error == std::errc::interrupted)
                 continue;
-            }
             // Out of descriptors or memory, mostly. The connection stays in the system's queue, so
             // that the listener would be reported without end.
             pauseAccepting();
             return;
         }
         const bool isLocal = accepted->peer.isLoopback();
-        if (m_isLocalOnly && !isLocal) {
+        if (m_isLocalOnly && !isLocal)
             continue;
-        }
         auto connection = std::make_shared<HTTPConnection>(
             static_cast<HTTPConnection::Owner&>(*this), std::move(accepted->socket), isLocal);
         try {
@@ -280,31 +272,27 @@ void HTTPServer::Implementation::handle(HTTPRequest request,
 
 void HTTPServer::Implementation::settleSoon(std::shared_ptr<HTTPConnection> connection) {
     m_unsettled.push_back(std::move(connection));
-    if (m_unsettled.size() == 1) {
+    if (m_unsettled.size() == 1)
         later([this] { settleAll(); });
-    }
 }
 
 void HTTPServer::Implementation::settleAll() {
     const auto connections = std::exchange(m_unsettled, {});
-    for (const auto& connection : connections) {
+    for (const auto& connection : connections)
         connection->settle();
-    }
 }
 
 void HTTPServer::Implementation::drains(HTTPConnection& connection) {
     m_draining.insert(m_open.extract(&connection));
-    if (!m_drainTimer.isActive()) {
+    if (!m_drainTimer.isActive())
         m_drainTimer.start(HTTPConnection::drainTime);
-    }
 }
 
 void HTTPServer::Implementation::ended(HTTPConnection& connection) {
     if (m_open.erase(&connection) == 0) {
         m_draining.erase(&connection);
-        if (m_draining.empty()) {
+        if (m_draining.empty())
             m_drainTimer.stop();
-        }
     }
     if (m_acceptRetryTimer.isActive()) {
         m_acceptRetryTimer.stop(); // There is a descriptor again.
@@ -316,19 +304,15 @@ void HTTPServer::Implementation::endOverdueDraining() {
     const auto now = std::chrono::steady_clock::now();
     auto next = std::chrono::steady_clock::time_point::max();
     std::vector<std::shared_ptr<HTTPConnection>> overdue;
-    for (const auto& [identity, connection] : m_draining) {
-        if (connection->drainDeadline() <= now) {
+    for (const auto& [identity, connection] : m_draining)
+        if (connection->drainDeadline() <= now)
             overdue.push_back(connection);
-        } else {
+        else
             next = std::min(next, connection->drainDeadline());
-        }
-    }
-    for (const auto& connection : overdue) {
+    for (const auto& connection : overdue)
         connection->endDraining();
-    }
-    if (!m_draining.empty()) {
+    if (!m_draining.empty())
         m_drainTimer.start(std::chrono::ceil<std::chrono::milliseconds>(next - now));
-    }
 }
 
 HTTPServer::HTTPServer() : m_implementation(std::make_shared<Implementation>()) {}

@@ -19,15 +19,12 @@ bool isDigit(char c) {
 }
 
 std::optional<unsigned> hexDigit(char c) {
-    if (isDigit(c)) {
+    if (isDigit(c))
         return static_cast<unsigned>(c - '0');
-    }
-    if (c >= 'a' && c <= 'f') {
+    if (c >= 'a' && c <= 'f')
         return static_cast<unsigned>(c - 'a' + 10);
-    }
-    if (c >= 'A' && c <= 'F') {
+    if (c >= 'A' && c <= 'F')
         return static_cast<unsigned>(c - 'A' + 10);
-    }
     return std::nullopt;
 }
 
@@ -39,14 +36,12 @@ std::optional<std::string> decoded(std::string_view text, std::string_view alsoA
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         if (c == '%') {
-            if (text.size() - i < 3) {
+            if (text.size() - i < 3)
                 return std::nullopt;
-            }
             const auto high = hexDigit(text[i + 1]);
             const auto low = hexDigit(text[i + 2]);
-            if (!high || !low) {
+            if (!high || !low)
                 return std::nullopt;
-            }
             result += static_cast<char>(*high << 4U | *low);
             i += 2;
         } else if (isLetter(c) || isDigit(c) ||
@@ -58,9 +53,8 @@ std::optional<std::string> decoded(std::string_view text, std::string_view alsoA
             return std::nullopt;
         }
     }
-    if (!text::isASCII(result) && text::repaired(result) != result) {
+    if (!text::isASCII(result) && text::repaired(result) != result)
         return std::nullopt;
-    }
     return result;
 }
 
@@ -73,23 +67,20 @@ bool isScheme(std::string_view text) {
 
 bool isAuthority(std::string_view text) {
     if (const auto at = text.find('@'); at != std::string_view::npos) {
-        if (!decoded(text.substr(0, at), ":")) {
+        if (!decoded(text.substr(0, at), ":"))
             return false;
-        }
         text.remove_prefix(at + 1);
     }
     std::string_view port;
     if (text.starts_with('[')) {
         const auto end = text.find(']');
-        if (end == std::string_view::npos || !decoded(text.substr(1, end - 1), ":")) {
+        if (end == std::string_view::npos || !decoded(text.substr(1, end - 1), ":"))
             return false;
-        }
         port = text.substr(end + 1);
     } else {
         const auto colon = std::min(text.find(':'), text.size());
-        if (!decoded(text.substr(0, colon), "")) {
+        if (!decoded(text.substr(0, colon), ""))
             return false;
-        }
         port = text.substr(colon);
     }
     return port.empty() ||
@@ -110,13 +101,11 @@ bool readQuery(std::string_view text, RequestTarget& target) {
         const auto equals = std::min(item.find('='), item.size());
         auto name = decoded(item.substr(0, equals), ":@/?");
         auto value = decoded(item.substr(std::min(equals + 1, item.size())), ":@/?");
-        if (!name || !value) {
+        if (!name || !value)
             return false;
-        }
         target.query.insert_or_assign(std::move(*name), std::move(*value));
-        if (text.empty()) {
+        if (text.empty())
             return true;
-        }
         text.remove_prefix(1);
     }
 }
@@ -128,32 +117,27 @@ std::optional<RequestTarget> RequestTarget::parse(std::string_view reference) {
     std::string_view rest = reference;
     if (const auto end = rest.find_first_of(":/?#");
         end != std::string_view::npos && rest[end] == ':') {
-        if (!isScheme(rest.substr(0, end))) {
+        if (!isScheme(rest.substr(0, end)))
             return std::nullopt;
-        }
         rest.remove_prefix(end + 1);
     }
     if (rest.starts_with("//")) {
         rest.remove_prefix(2);
-        if (!isAuthority(takeUntil(rest, "/?#"))) {
+        if (!isAuthority(takeUntil(rest, "/?#")))
             return std::nullopt;
-        }
     }
     auto path = decoded(takeUntil(rest, "?#"), ":@/");
-    if (!path) {
+    if (!path)
         return std::nullopt;
-    }
     RequestTarget target;
     target.path = std::move(*path);
     if (rest.starts_with('?')) {
         rest.remove_prefix(1);
         const auto query = takeUntil(rest, "#");
-        if (!query.empty() && !readQuery(query, target)) {
+        if (!query.empty() && !readQuery(query, target))
             return std::nullopt;
-        }
     }
-    if (rest.starts_with('#') && !decoded(rest.substr(1), ":@/?")) {
+    if (rest.starts_with('#') && !decoded(rest.substr(1), ":@/?"))
         return std::nullopt;
-    }
     return target;
 }

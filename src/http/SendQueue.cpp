@@ -10,14 +10,12 @@ void SendQueue::append(std::string bytes) {
 }
 
 void SendQueue::appendState(std::shared_ptr<const std::string> record) {
-    if (record == nullptr || record->empty()) {
+    if (record == nullptr || record->empty())
         return;
-    }
     if (m_unsentBytes + record->size() > limit) {
         auto next = m_records.begin();
-        if (m_sentOfFirst > 0) {
+        if (m_sentOfFirst > 0)
             ++next;
-        }
         while (next != m_records.end()) {
             if (next->kind == Kind::state) {
                 m_unsentBytes -= next->text->size();
@@ -34,13 +32,11 @@ void SendQueue::appendState(std::shared_ptr<const std::string> record) {
 std::size_t SendQueue::front(std::span<std::string_view> pieces) const {
     std::size_t count = 0;
     for (const Record& record : m_records) {
-        if (count == pieces.size()) {
+        if (count == pieces.size())
             break;
-        }
         pieces[count] = *record.text;
-        if (count == 0) {
+        if (count == 0)
             pieces[count].remove_prefix(m_sentOfFirst);
-        }
         ++count;
     }
     return count;

@@ -24,9 +24,8 @@ class Descriptor {
     [[nodiscard]] int number() const { return m_number; }
 
     void reset() {
-        if (isValid()) {
+        if (isValid())
             ::close(std::exchange(m_number, -1));
-        }
     }
 
   private:

@@ -80,10 +80,9 @@ std::optional<Session> readSession(sd_bus_message* message) {
         return std::nullopt;
     Session session;
     int entered = 0;
-    while ((entered = sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0) {
+    while ((entered = sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0)
         if (!readProperty(message, session) || sd_bus_message_exit_container(message) < 0)
             return std::nullopt;
-    }
     if (entered < 0)
         return std::nullopt;
     return session;
@@ -98,10 +97,9 @@ std::optional<std::vector<std::string>> readPaths(sd_bus_message* message, std::
     const char* path = nullptr;
     int read = 0;
     while ((read = sd_bus_message_read(message, "(susso)", nullptr, &user, nullptr, nullptr,
-                                       &path)) > 0) {
+                                       &path)) > 0)
         if (user == userId && result.size() < mostSessions)
             result.emplace_back(path);
-    }
     if (read < 0)
         return std::nullopt;
     return result;

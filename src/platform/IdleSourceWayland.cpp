@@ -82,10 +82,9 @@ class Connection {
     [[nodiscard]] bool update(idlesocket::Deadline deadline) {
         constexpr idlesocket::Deadline atOnce{};
         bool more = true;
-        while (more && std::chrono::steady_clock::now() < deadline) {
+        while (more && std::chrono::steady_clock::now() < deadline)
             if (!dispatch(atOnce, more))
                 return false;
-        }
         return watchSeats();
     }
 
@@ -163,10 +162,9 @@ class Connection {
     /// @param more set to whether something came
     /// @returns false when the connection is gone
     [[nodiscard]] bool dispatch(idlesocket::Deadline deadline, bool& more) {
-        while (wl_display_prepare_read(m_display) != 0) {
+        while (wl_display_prepare_read(m_display) != 0)
             if (wl_display_dispatch_pending(m_display) < 0)
                 return false;
-        }
         more = wl_display_flush(m_display) >= 0 &&
                idlesocket::waitReadable(wl_display_get_fd(m_display), deadline);
         if (!more) {

@@ -92,10 +92,9 @@ std::chrono::milliseconds IdleTime::readAll() {
         }
     }
     if (m_terminalsCount && m_terminalsCount()) {
-        for (auto& watched : m_terminal) {
+        for (auto& watched : m_terminal)
             if (const auto answer = ask(watched))
                 answers.push_back(*answer);
-        }
     }
     if (std::ranges::any_of(answers, [](const Answer& each) { return !each.stuck; }))
         std::erase_if(answers, [](const Answer& each) { return each.stuck; });

@@ -34,9 +34,8 @@ std::uint32_t toReadiness(std::uint32_t events) {
 class SocketPoller::Implementation : public std::enable_shared_from_this<Implementation> {
   public:
     Implementation() : m_set(epoll_create1(EPOLL_CLOEXEC)) {
-        if (!m_set.isValid()) {
+        if (!m_set.isValid())
             throw lastError("epoll_create1");
-        }
         m_notifier = std::make_unique<QSocketNotifier>(m_set.number(), QSocketNotifier::Read);
         QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                          [this] { deliver(); });
@@ -44,18 +43,16 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
 
     void add(int descriptor, std::uint32_t interest, Callback callback) {
         const auto index = static_cast<std::size_t>(descriptor);
-        if (index >= m_entries.size()) {
+        if (index >= m_entries.size())
             m_entries.resize(index + 1);
-        }
         auto entry = std::make_shared<Entry>(Entry{std::move(callback), ++m_lastTicket, true});
         control(EPOLL_CTL_ADD, descriptor, interest, *entry);
         m_entries[index] = std::move(entry);
     }
 
     void setInterest(int descriptor, std::uint32_t interest) {
-        if (const Entry* const entry = find(descriptor)) {
+        if (const Entry* const entry = find(descriptor))
             control(EPOLL_CTL_MOD, descriptor, interest, *entry);
-        }
     }
 
     void remove(int descriptor) {
@@ -90,9 +87,8 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
         event.events = toEvents(interest);
         event.data.u64 =
             std::uint64_t{entry.ticket} << 32U | static_cast<std::uint32_t>(descriptor);
-        if (epoll_ctl(m_set.number(), operation, descriptor, &event) != 0) {
+        if (epoll_ctl(m_set.number(), operation, descriptor, &event) != 0)
             throw lastError("epoll_ctl");
-        }
     }
 
     void deliver() {
@@ -107,9 +103,8 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
                 index < m_entries.size() ? m_entries[index] : nullptr;
             // An earlier callback of this turn may have removed the socket, and another may have
             // got its number since.
-            if (entry != nullptr && entry->ticket == ticket && entry->isWatched) {
+            if (entry != nullptr && entry->ticket == ticket && entry->isWatched)
                 entry->callback(toReadiness(event.events));
-            }
         }
     }
 

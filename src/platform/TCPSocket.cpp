@@ -19,9 +19,8 @@ std::system_error lastError(const char* what) {
 }
 
 void setOption(const Descriptor& socket, int level, int option, int value) {
-    if (setsockopt(socket.number(), level, option, &value, sizeof value) != 0) {
+    if (setsockopt(socket.number(), level, option, &value, sizeof value) != 0)
         throw lastError("setsockopt");
-    }
 }
 
 // The bytes of an address are copied out and in, because sockaddr_storage may not be accessed as
@@ -49,9 +48,8 @@ bool isIPv4Loopback(std::uint8_t firstByte) {
 
 std::optional<Address> Address::parse(std::string_view literal, std::uint16_t port) {
     const std::string text(literal);
-    if (text.find('\0') != std::string::npos) {
+    if (text.find('\0') != std::string::npos)
         return std::nullopt;
-    }
     sockaddr_in v4{};
     if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
         v4.sin_family = AF_INET;
@@ -81,9 +79,8 @@ bool Address::isLoopback() const {
 }
 
 std::uint16_t Address::port() const {
-    if (storage.ss_family == AF_INET) {
+    if (storage.ss_family == AF_INET)
         return ntohs(as<sockaddr_in>(storage).sin_port);
-    }
     return storage.ss_family == AF_INET6 ? ntohs(as<sockaddr_in6>(storage).sin6_port)
                                          : std::uint16_t{0};
 }
@@ -91,21 +88,17 @@ std::uint16_t Address::port() const {
 Descriptor listenOn(const Address& address) {
     Descriptor listener(
         socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
-    if (!listener.isValid()) {
+    if (!listener.isValid())
         throw lastError("socket");
-    }
     // Connections of an earlier run that still fade out don't hold the port.
     setOption(listener, SOL_SOCKET, SO_REUSEADDR, 1);
-    if (address.storage.ss_family == AF_INET6) {
+    if (address.storage.ss_family == AF_INET6)
         setOption(listener, IPPROTO_IPV6, IPV6_V6ONLY, 0);
-    }
     const auto* const name = reinterpret_cast<const sockaddr*>(&address.storage);
-    if (bind(listener.number(), name, address.size) != 0) {
+    if (bind(listener.number(), name, address.size) != 0)
         throw lastError("bind");
-    }
-    if (listen(listener.number(), acceptQueueLength) != 0) {
+    if (listen(listener.number(), acceptQueueLength) != 0)
         throw lastError("listen");
-    }
     return listener;
 }
 
@@ -113,9 +106,8 @@ Address localAddress(const Descriptor& socket) {
     Address address;
     address.size = sizeof address.storage;
     if (getsockname(socket.number(), reinterpret_cast<sockaddr*>(&address.storage),
-                    &address.size) != 0) {
+                    &address.size) != 0)
         throw lastError("getsockname");
-    }
     return address;
 }
 

@@ -13,9 +13,8 @@ template <typename Condition>
     QTimer wakeUp; // For conditions that become true outside of the loop.
     wakeUp.start(std::chrono::milliseconds(1));
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
+        if (std::chrono::steady_clock::now() > deadline)
             return false;
-        }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
@@ -26,8 +25,7 @@ inline void runDueEvents() {
     for (int turn = 0; turn < 20; ++turn) {
         bool isOver = false;
         QTimer::singleShot(0, [&isOver] { isOver = true; });
-        while (!isOver) {
+        while (!isOver)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        }
     }
 }

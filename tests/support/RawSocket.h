@@ -80,9 +80,8 @@ class RawSocket {
 
   private:
     static void check(int result) {
-        if (result != 0) {
+        if (result != 0)
             throw std::system_error(errno, std::system_category(), "client socket");
-        }
     }
 
     Descriptor m_socket;
