@@ -31,9 +31,11 @@ ConfigFile ConfigFile::parse(std::string bytes) {
     return result;
 }
 
-std::optional<ConfigFile::Stamp> ConfigFile::modified(const std::filesystem::path& path) {
+std::optional<ConfigFile::Stamp> ConfigFile::stamp(const std::filesystem::path& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0)
         return std::nullopt;
-    return static_cast<Stamp>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+    return Stamp{static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 +
+                     status.st_mtim.tv_nsec,
+                 status.st_ino, status.st_size};
 }

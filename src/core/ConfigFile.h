@@ -17,8 +17,15 @@ struct ConfigFile {
         damaged,   ///< not JSON, or JSON that is no object; the bytes are in `bytes`
         unreadable ///< the system's error is in `error`
     };
-    /// When a file was last modified, as far as the file system tells (nanoseconds since 1970).
-    using Stamp = std::int64_t;
+    /// By what a changed file is told: when it was modified (nanoseconds since 1970), and which one
+    /// of what size it is, since two changes within a few milliseconds can have one date.
+    struct Stamp {
+        std::int64_t modified = 0;
+        std::uint64_t inode = 0;
+        std::int64_t size = 0;
+
+        bool operator==(const Stamp&) const = default;
+    };
 
     State state = State::absent;
     std::string bytes;
@@ -32,5 +39,5 @@ struct ConfigFile {
     /// `object` or `damaged`.
     [[nodiscard]] static ConfigFile parse(std::string bytes);
     /// Nothing when it cannot be read.
-    [[nodiscard]] static std::optional<Stamp> modified(const std::filesystem::path& path);
+    [[nodiscard]] static std::optional<Stamp> stamp(const std::filesystem::path& path);
 };

@@ -179,7 +179,7 @@ void Daemon::updateConfig(const std::function<void(Config&)>& change) {
         log("tamsell: cannot save config: " + std::string(error.what()));
     }
     m_config = std::move(next);
-    m_configModified = ConfigFile::modified(m_environment.locations.configFile);
+    m_configStamp = ConfigFile::stamp(m_environment.locations.configFile);
     syncRelay();
     refreshAway();
     publish();
@@ -187,23 +187,23 @@ void Daemon::updateConfig(const std::function<void(Config&)>& change) {
 
 bool Daemon::reloadConfigIfChanged() {
     const auto& file = m_environment.locations.configFile;
-    const auto modified = ConfigFile::modified(file);
-    if (modified == m_configModified)
+    const auto stamp = ConfigFile::stamp(file);
+    if (stamp == m_configStamp)
         return false;
     const ConfigFile found = ConfigFile::read(file);
-    if (m_configModified && found.state == ConfigFile::State::unreadable) {
+    if (m_configStamp && found.state == ConfigFile::State::unreadable) {
         // Good settings are not given up because the system is short of something for a moment.
         if (!std::exchange(m_readFailureLogged, true))
             log("tamsell: cannot read config.json, trying again: " + found.error.message());
         return false;
     }
     m_readFailureLogged = false;
-    m_config = Config::load(m_environment.locations, m_configModified ? &m_config : nullptr,
+    m_config = Config::load(m_environment.locations, m_configStamp ? &m_config : nullptr,
                             m_environment.log);
-    // A token that was missing has been saved; that is no change from outside. Otherwise the date
-    // from before the reading counts, so that no later change is missed.
+    // A token that was missing has been saved; that is no change from outside. Otherwise what
+    // was there before the reading counts, so that no later change is missed.
     const bool saved = m_config.token() != hookbody::optionalString(found.members, "token");
-    m_configModified = saved ? ConfigFile::modified(file) : modified;
+    m_configStamp = saved ? ConfigFile::stamp(file) : stamp;
     syncRelay();
     refreshAway();
     Q_EMIT changed();

@@ -149,7 +149,7 @@ class Daemon final : public QObject {
 
     Environment m_environment;
     Config m_config;
-    std::optional<ConfigFile::Stamp> m_configModified;
+    std::optional<ConfigFile::Stamp> m_configStamp;
     bool m_readFailureLogged = false;
     Activity m_activity;
     EventsLog m_eventsLog;
