@@ -6,51 +6,7 @@ using namespace std::chrono_literals;
 
 using RoutesTest = DaemonFixture;
 
-TEST_F(RoutesTest, AsksForTheTokenBeforeAnythingElse) {
-    start();
-    const struct {
-        const char* target;
-        const char* headers;
-        int status;
-    } cases[] = {
-        {"/state", "x-token: secret\r\n", 200},
-        {"/state?token=secret", "", 200},
-        {"/state?token=wrong", "x-token: secret\r\n", 401},
-        {"/state?token=", "x-token: secret\r\n", 401},
-        {"/state", "x-token: secreT\r\n", 401},
-        {"/state", "x-token: secre\r\n", 401},
-        {"/state", "", 401},
-        {"/nothing", "", 401},
-        {"/nothing", "x-token: secret\r\n", 404},
-        {"/hook", "", 401},
-        {"/hook", "x-token: secret\r\n", 404},
-        {"/State", "x-token: secret\r\n", 404},
-        {"/answer", "x-token: secret\r\n", 404},
-        {"/health", "", 200},
-    };
-    for (const auto& [target, headers, status] : cases)
-        EXPECT_EQ(ask("GET", target, "", headers).status, status) << target << " " << headers;
-    const Response refused = ask("GET", "/", "", "");
-    EXPECT_EQ(refused.body, "Unauthorized: open the URL from the tamsell menu");
-    EXPECT_EQ(refused.contentType, "text/plain; charset=utf-8");
-    EXPECT_EQ(ask("GET", "/nothing").body, R"({"error":"not found"})");
-
-    editConfig({{"token", 5}});
-    EXPECT_EQ(ask("POST", "/hook", "{}", "").status, 200);
-    EXPECT_EQ(ask("GET", "/state", "", "x-token: 5\r\n").status, 401);
-}
-
-TEST_F(RoutesTest, RefusesHooksFromWebPages) {
-    start();
-    for (const char* header : {"origin: https://example.com\r\n", "Sec-Fetch-Site: none\r\n"}) {
-        const Response refused = ask("POST", "/hook", R"({"session_id":"evil"})", header);
-        EXPECT_EQ(refused.status, 403);
-        EXPECT_EQ(refused.body, R"({"error":"local only"})");
-    }
-    EXPECT_TRUE(m_daemon->activity().sessions().empty());
-}
-
-TEST_F(RoutesTest, ServesStateHealthAndThePage) {
+TEST_F(RoutesTest, ServesStateAndThePage) {
     start({{"mode", "on"}, {"idleMinutes", 2.5}});
     m_idleSeconds = 12.9;
     const auto hook = holdHook({{"hook_event_name", "Stop"}, {"session_id", "s"}});
@@ -61,12 +17,6 @@ TEST_F(RoutesTest, ServesStateHealthAndThePage) {
     EXPECT_EQ(json::compact(*state["relay"]),
               R"({"configured":false,"connected":false,"devices":0,"phones":0})");
     EXPECT_EQ((*state["pending"]->array())[0]["chained"]->boolean(), false);
-
-    const JSONValue health = ask("DELETE", "/health", "", "").json();
-    EXPECT_EQ(health["ok"]->boolean(), true);
-    EXPECT_EQ(health["app"]->boolean(), true);
-    EXPECT_EQ(health["pid"]->number(), static_cast<double>(getpid()));
-    EXPECT_EQ(*health["relay"], *state["relay"]);
 
     EXPECT_EQ(ask("GET", "/").body, "tamsell") << "there is no page";
     atomicfile::write(m_home.path() / "app.html", "<p>late</p>");
@@ -98,40 +48,9 @@ TEST_F(RoutesTest, AnswersAndSwitchesTheMode) {
         JSONValue::parse(
             R"({"hookEventName":"PermissionRequest","decision":{"behavior":"deny","message":"no"}})"));
 
-    for (const char* body : {"{\"mode\":\"Auto\"}", "{\"mode\":1}", "{}", ""}) {
-        const Response refused = ask("POST", "/mode", body);
-        EXPECT_EQ(refused.status, 400);
-        EXPECT_EQ(refused.body, R"({"error":"mode must be off, auto or on"})");
-    }
     EXPECT_EQ(ask("POST", "/mode", "{\"mode\":\"off\"}").body,
               R"({"away":false,"idleMinutes":5,"idleSeconds":0,"mode":"off"})");
     EXPECT_FALSE(m_daemon->away());
-}
-
-TEST_F(RoutesTest, StreamsEveryPublishedState) {
-    start();
-    const auto stream = send(requestText("GET", "/events", ""));
-    const std::string head = "HTTP/1.1 200 OK\r\ncontent-type: text/event-stream\r\n"
-                             "cache-control: no-store\r\nconnection: keep-alive\r\n\r\n";
-    const auto records = [&] {
-        std::vector<JSONValue> result;
-        std::string text =
-            stream->receive().substr(std::min(head.size(), stream->receive().size()));
-        for (std::size_t end; (end = text.find("\n\n")) != std::string::npos;
-             text.erase(0, end + 2)) {
-            EXPECT_TRUE(text.starts_with("data: "));
-            result.push_back(JSONValue::parse(text.substr(6, end - 6)).value_or(JSONValue()));
-        }
-        return result;
-    };
-    EXPECT_TRUE(eventually([&] { return records().size() == 1; }));
-    EXPECT_TRUE(stream->receive().starts_with(head));
-    EXPECT_EQ(records()[0], m_daemon->snapshot());
-    m_daemon->setMode(AwayMode::on);
-    EXPECT_TRUE(eventually([&] { return records().size() == 2; }));
-    EXPECT_EQ(*(*records()[1]["presence"])["mode"]->string(), "on");
-    stream->close();
-    EXPECT_EQ(ask("POST", "/hook", "{}", "").status, 200);
 }
 
 TEST_F(RoutesTest, ManagesPairingAndDevices) {
