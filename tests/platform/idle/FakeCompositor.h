@@ -1,49 +1,71 @@
 #pragma once
 
-#include <atomic>
 #include <filesystem>
-#include <memory>
 
-#include "ChildProcess.h"
+#include <ext-idle-notify-v1-server-protocol.h>
+#include <wayland-server.h>
 
-/// A Wayland server in a process of its own that tells of idleness when the test says so.
-class FakeCompositor {
+#include "FakeServer.h"
+
+/// A Wayland server with one seat that tells one client of idleness when the test says so.
+class FakeCompositor : public FakeServer {
   public:
-    enum class Seats { none, one, two };
-    enum class Protocol { present, missing };
+    explicit FakeCompositor(const std::filesystem::path& socket) {
+        if (wl_display_add_socket(m_display, socket.c_str()) != 0)
+            throw std::runtime_error("the fake compositor does not start");
+        wl_global_create(m_display, &wl_seat_interface, 1, nullptr,
+                         [](wl_client* client, void*, std::uint32_t, std::uint32_t id) {
+                             wl_resource_create(client, &wl_seat_interface, 1, id);
+                         });
+        auto* const loop = wl_display_get_event_loop(m_display);
+        run(wl_event_loop_get_fd(loop), [this, loop] {
+            wl_event_loop_dispatch(loop, 0);
+            wl_display_flush_clients(m_display);
+        });
+    }
+    ~FakeCompositor() {
+        end();
+        wl_display_destroy_clients(m_display);
+        wl_display_destroy(m_display);
+    }
 
-    explicit FakeCompositor(Seats seats = Seats::one, Protocol protocol = Protocol::present);
-
-    [[nodiscard]] const std::filesystem::path& socket() const { return m_socket; }
+    /// Until then it does not know the protocol.
+    void addNotifier() {
+        const std::lock_guard lock(mutex);
+        wl_global_create(m_display, &ext_idle_notifier_v1_interface, 1, this,
+                         [](wl_client* client, void* self, std::uint32_t, std::uint32_t id) {
+                             static constexpr struct ext_idle_notifier_v1_interface calls {
+                                 destroy, watch
+                             };
+                             wl_resource_set_implementation(
+                                 wl_resource_create(client, &ext_idle_notifier_v1_interface, 1, id),
+                                 &calls, self, nullptr);
+                         });
+    }
     /// Each returns once the message is sent.
-    void idle(int seat = 0) { command(Command::idle, seat); }
-    void resume(int seat = 0) { command(Command::resume, seat); }
-    void removeSeat(int seat) { command(Command::removeSeat, seat); }
-    void addSeat() { command(Command::addSeat, 0); }
-    void signal(int number) const { m_process->signal(number); }
-    /// Notifications that clients hold.
-    [[nodiscard]] int notifications() const { return m_state->notifications; }
-    /// The shortest idleness, in milliseconds, that the last one asked to be told of.
-    [[nodiscard]] std::uint32_t timeout() const { return m_state->timeout; }
-    /// Ends it and starts one that knows nothing.
-    void restart();
+    void idle() { tell(ext_idle_notification_v1_send_idled); }
+    void resume() { tell(ext_idle_notification_v1_send_resumed); }
 
   private:
-    enum class Command { none, idle, resume, addSeat, removeSeat };
-    struct State {
-        std::atomic<Command> command = Command::none;
-        std::atomic<int> seat = 0;
-        std::atomic<int> notifications = 0;
-        std::atomic<std::uint32_t> timeout = 0;
-    };
-    class Server;
+    void tell(void (*message)(wl_resource*)) {
+        for (bool isTold = false; !isTold; std::this_thread::yield()) {
+            const std::lock_guard lock(mutex);
+            if ((isTold = m_notification != nullptr))
+                message(m_notification);
+            wl_display_flush_clients(m_display);
+        }
+    }
 
-    void command(Command command, int seat);
+    static void destroy(wl_client*, wl_resource* resource) { wl_resource_destroy(resource); }
 
-    Seats m_seats;
-    Protocol m_protocol;
-    TemporaryDirectory m_directory;
-    std::filesystem::path m_socket = m_directory.path() / "wayland-7";
-    Shared<State> m_state;
-    std::unique_ptr<ChildProcess> m_process;
+    static void watch(wl_client* client, wl_resource* notifier, std::uint32_t id, std::uint32_t,
+                      wl_resource*) {
+        static constexpr struct ext_idle_notification_v1_interface calls { destroy };
+        auto* const made = wl_resource_create(client, &ext_idle_notification_v1_interface, 1, id);
+        wl_resource_set_implementation(made, &calls, nullptr, nullptr);
+        static_cast<FakeCompositor*>(wl_resource_get_user_data(notifier))->m_notification = made;
+    }
+
+    wl_display* m_display = wl_display_create();
+    wl_resource* m_notification = nullptr;
 };
