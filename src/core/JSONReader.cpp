@@ -49,7 +49,7 @@ class JSONReader {
         return document.current_location().get(rest) == simdjson::OUT_OF_BOUNDS;
     }
 
-    bool readValue(ondemand::value from, int depth, JSONValue& into) {
+    bool readValue(ondemand::value& from, int depth, JSONValue& into) {
         ondemand::json_type type{};
         if (from.type().get(type))
             return false;
@@ -83,7 +83,7 @@ class JSONReader {
         return false;
     }
 
-    static bool readNumber(ondemand::value from, JSONValue& into) {
+    static bool readNumber(ondemand::value& from, JSONValue& into) {
         // simdjson 3.0 misreads numbers that start with "0." and have more than 19 digits, and
         // refuses exponents of as many.
         std::string_view token = from.raw_json_token();
@@ -98,17 +98,19 @@ class JSONReader {
         return true;
     }
 
-    bool readObject(ondemand::value from, int depth, JSONValue& into) {
+    bool readObject(ondemand::value& from, int depth, JSONValue& into) {
         ondemand::object object;
         if (from.get_object().get(object))
             return false;
         const std::size_t before = m_members.size();
-        for (auto field : object) {
+        for (auto member : object) {
+            if (member.error())
+                return false;
+            // In place: copies of these small structures stall on their own stores.
+            ondemand::field& field = member.value_unsafe();
             std::string_view key;
-            ondemand::value source;
             JSONValue value;
-            if (field.unescaped_key().get(key) || field.value().get(source) ||
-                !readValue(source, depth, value))
+            if (field.unescaped_key().get(key) || !readValue(field.value(), depth, value))
                 return false;
             m_members.emplace_back(key, std::move(value));
         }
@@ -118,15 +120,14 @@ class JSONReader {
         return true;
     }
 
-    bool readArray(ondemand::value from, int depth, JSONValue& into) {
+    bool readArray(ondemand::value& from, int depth, JSONValue& into) {
         ondemand::array array;
         if (from.get_array().get(array))
             return false;
         const std::size_t before = m_elements.size();
         for (auto element : array) {
-            ondemand::value source;
             JSONValue value;
-            if (element.get(source) || !readValue(source, depth, value))
+            if (element.error() || !readValue(element.value_unsafe(), depth, value))
                 return false;
             m_elements.push_back(std::move(value));
         }
