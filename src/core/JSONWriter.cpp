@@ -197,9 +197,8 @@ bool appendCompact(std::string& out, const JSONValue& value) {
 
 std::optional<std::string> compact(const JSONValue& value) {
     std::string out;
-    out.reserve(
-        2048); // Most of what is written, an agent's event, fits; growing costs as much again.
-    out.reserve(256); // Less than that would be grown into step by step.
+    // Most of what is written, an agent's event, fits; growing costs as much again.
+    out.reserve(2048);
     if (!appendCompact(out, value))
         return std::nullopt;
     return out;
