@@ -28,25 +28,6 @@ struct Pair {
     Descriptor theirs;
 };
 
-TEST(SocketPoller, ReportsWhatIsAskedForAndHangUpsAlways) {
-    SocketPoller poller;
-    Pair pair;
-    std::vector<std::uint32_t> seen;
-    poller.add(pair.ours.number(), SocketPoller::readable, [&](std::uint32_t readiness) {
-        seen.push_back(readiness);
-        const std::uint32_t next = seen.size() == 2 ? SocketPoller::writable : 0U;
-        if (seen.size() > 1)
-            poller.setInterest(pair.ours.number(), next);
-    });
-    pair.sendFromTheirs(); // Nobody reads it, so it is reported again.
-    ASSERT_TRUE(eventually([&] { return seen.size() == 3; }));
-    runDueEvents();
-    EXPECT_EQ(seen, (std::vector<std::uint32_t>{SocketPoller::readable, SocketPoller::readable,
-                                                SocketPoller::writable}));
-    pair.theirs.reset();
-    ASSERT_TRUE(eventually([&] { return seen.back() == SocketPoller::failed; }));
-}
-
 TEST(SocketPoller, ForgetsTakenEventsOfARemovedSocketWhoseNumberIsInUseAgain) {
     SocketPoller poller;
     Pair pairs[2];

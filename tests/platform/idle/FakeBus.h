@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 
 #include <systemd/sd-bus.h>
@@ -36,20 +35,13 @@ struct LoginSession {
 class FakeService : public FakeServer {
   public:
     FakeService(const std::string& address, const char* name,
-                const char* screenSaver = "/org/freedesktop/ScreenSaver") {
+                const char* screenSaver = "/org/freedesktop/ScreenSaver")
+        : m_screenSaver(screenSaver) {
         sd_bus_new(&m_bus);
         sd_bus_set_address(m_bus, address.c_str());
         sd_bus_set_bus_client(m_bus, 1);
         sd_bus_start(m_bus);
-        const auto add = [&](const char* path, const char* interface) {
-            sd_bus_add_object_vtable(m_bus, nullptr, path, interface, methods, this);
-        };
-        add("/org/gnome/Mutter/IdleMonitor/Core", mutterName);
-        add(screenSaver, screenSaverName);
-        add("/org/freedesktop/login1", "org.freedesktop.login1.Manager");
-        for (std::size_t i = 0; i < sessions.size(); ++i)
-            sd_bus_add_object_vtable(m_bus, nullptr, ("/session/" + std::to_string(i)).c_str(),
-                                     "org.freedesktop.login1.Session", properties, &sessions[i]);
+        sd_bus_add_fallback(m_bus, nullptr, "/", answer, this);
         if (sd_bus_request_name(m_bus, name, 0) < 0)
             throw std::runtime_error("the fake service gets no name on the bus");
         run(sd_bus_get_fd(m_bus), [this] {
@@ -68,31 +60,27 @@ class FakeService : public FakeServer {
   private:
     static int answer(sd_bus_message* call, void* data, sd_bus_error*) {
         const auto& self = *static_cast<FakeService*>(data);
-        const std::string_view method = sd_bus_message_get_member(call);
-        if (method == "GetIdletime")
+        const std::string path = sd_bus_message_get_path(call);
+        const auto asks = [&](const std::string& object, const char* interface, const char* name) {
+            return path == object && sd_bus_message_is_method_call(call, interface, name) > 0;
+        };
+        if (asks("/org/gnome/Mutter/IdleMonitor/Core", mutterName, "GetIdletime"))
             return sd_bus_reply_method_return(call, "t", self.idleTime);
-        if (method == "GetSessionIdleTime")
+        if (asks(self.m_screenSaver, screenSaverName, "GetSessionIdleTime"))
             return sd_bus_reply_method_return(call, "u", static_cast<unsigned>(self.idleTime));
-        return sd_bus_reply_method_return(call, "a(susso)", 3, "0", self.sessions[0].userId, "", "",
-                                          "/session/0", "1", self.sessions[1].userId, "", "",
-                                          "/session/1", "2", self.sessions[2].userId, "", "",
-                                          "/session/2");
+        if (asks("/org/freedesktop/login1", "org.freedesktop.login1.Manager", "ListSessions"))
+            return sd_bus_reply_method_return(call, "a(susso)", 3, "0", self.sessions[0].userId, "",
+                                              "", "/0", "1", self.sessions[1].userId, "", "", "/1",
+                                              "2", self.sessions[2].userId, "", "", "/2");
+        if (!asks(path, "org.freedesktop.DBus.Properties", "GetAll"))
+            return 0;
+        const auto& session = self.sessions.at(static_cast<std::size_t>(path.back() - '0'));
+        return sd_bus_reply_method_return(
+            call, "a{sv}", 7, "Class", "s", session.sessionClass, "IdleHint", "b", session.isIdle,
+            "IdleSinceHint", "t", session.idleSince, "Remote", "b", session.isRemote, "State", "s",
+            session.state, "Type", "s", session.type, "VTNr", "u", session.userId);
     }
 
-    static constexpr sd_bus_vtable methods[] = {
-        SD_BUS_VTABLE_START(0), SD_BUS_METHOD("GetIdletime", "", "t", answer, 0),
-        SD_BUS_METHOD("GetSessionIdleTime", "", "u", answer, 0),
-        SD_BUS_METHOD("ListSessions", "", "a(susso)", answer, 0), SD_BUS_VTABLE_END};
-    static constexpr sd_bus_vtable properties[] = {
-        SD_BUS_VTABLE_START(0),
-        SD_BUS_PROPERTY("Class", "s", nullptr, offsetof(LoginSession, sessionClass), 0),
-        SD_BUS_PROPERTY("IdleHint", "b", nullptr, offsetof(LoginSession, isIdle), 0),
-        SD_BUS_PROPERTY("IdleSinceHint", "t", nullptr, offsetof(LoginSession, idleSince), 0),
-        SD_BUS_PROPERTY("Remote", "b", nullptr, offsetof(LoginSession, isRemote), 0),
-        SD_BUS_PROPERTY("State", "s", nullptr, offsetof(LoginSession, state), 0),
-        SD_BUS_PROPERTY("Type", "s", nullptr, offsetof(LoginSession, type), 0),
-        SD_BUS_PROPERTY("VTNr", "u", nullptr, offsetof(LoginSession, userId), 0),
-        SD_BUS_VTABLE_END};
-
+    std::string m_screenSaver;
     sd_bus* m_bus = nullptr;
 };

@@ -36,8 +36,7 @@ class ChildProcess {
     pid_t m_id;
 };
 
-/// A server in a thread of its own. It hangs as long as a test holds `mutex`, under which it also
-/// may be changed.
+/// A server in a thread of its own. It hangs as long as a test holds `mutex`.
 class FakeServer {
   public:
     std::mutex mutex;

@@ -97,18 +97,11 @@ TEST_F(IdleTimeTest, ASourceStuckJustNowIsNotBelievedWhileAnotherReportsMore) {
     }
 }
 
-TEST_F(IdleTimeTest, ATypistWhoIsSeenPausingOrSeldomLookedAtIsNotStuck) {
-    second->value = 300s;
-    for (int i = 0; i < 4; ++i) {
-        first->value = 0ms;
-        (void)tickFor(9min);
-        first->value = 2s;
-        (void)tickFor(2s);
-    }
+TEST_F(IdleTimeTest, ASourceThatIsSeldomLookedAtIsNotStuck) {
     first->value = 0ms;
+    second->value = 300s;
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(readAfter(5min), 0s);
-    EXPECT_EQ(second->reads, 0);
 }
 
 TEST(IdleUnit, MillisecondsStayMillisecondsWhileTheUserTypes) {
