@@ -197,8 +197,8 @@ bool appendCompact(std::string& out, const JSONValue& value) {
 
 std::optional<std::string> compact(const JSONValue& value) {
     std::string out;
-    // Most of what is written, an agent's event, fits; growing costs as much again.
-    out.reserve(2048);
+    // A reply fits, and growing in many small steps would cost as much as the writing.
+    out.reserve(256);
     if (!appendCompact(out, value))
         return std::nullopt;
     return out;
