@@ -7,6 +7,8 @@ if(TAMSELL_SANITIZE OR TAMSELL_FUZZ)
   set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   target_compile_options(tamsell_flags INTERFACE ${sanitizers})
   target_link_options(tamsell_flags INTERFACE ${sanitizers})
+  # GCC 12 loses track of what is initialised in code that the sanitizers have rewritten.
+  target_compile_options(tamsell_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 else()
   target_compile_options(tamsell_flags INTERFACE
     -fstack-protector-strong -fstack-clash-protection
