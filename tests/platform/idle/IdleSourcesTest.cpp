@@ -111,33 +111,33 @@ TEST_F(IdleSourcesTest, LoginSessionsOfTheUserThatTellOfInput) {
 }
 
 TEST_F(IdleSourcesTest, TerminalsTellWhenTheUserTypedLast) {
-    // An hour ahead, because a file's change time, which tells when a terminal was opened, cannot
-    // be set.
+    const auto terminal = [&](const std::string& name, std::chrono::minutes before) {
+        const auto time = (wall - before).time_since_epoch();
+        const timespec times[2] = {{time / 1s, time % 1s / 1ns}, {0, UTIME_OMIT}};
+        ASSERT_EQ(utimensat(AT_FDCWD, directory.put(name, "").c_str(), times, 0), 0);
+    };
+    const auto read = [&](std::uint32_t whose) {
+        return idle::terminalsIdleSource(directory.path(), whose, [&] { return wall; })->read();
+    };
+    directory.put("pts/3", "");
+    EXPECT_TRUE(read(getuid())) << "opened only, but better than nothing";
+    // Typed at a moment after it was opened, and before an agent opens the next one.
+    wall = std::chrono::system_clock::now() + 50ms;
+    terminal("pts/3", 0min);
+    while (std::chrono::system_clock::now() < wall + 50ms)
+        std::this_thread::yield();
+    directory.put("pts/8", "");
+    EXPECT_EQ(read(getuid()), 0ms);
+    EXPECT_EQ(read(getuid() + 1), std::nullopt) << "terminals of others";
+
     wall += 1h;
-    const auto terminal = [&](const std::string& name, std::chrono::seconds before) {
-        const auto path = directory.put(name, "");
-        const timespec times[2] = {{std::chrono::system_clock::to_time_t(wall - before), 0},
-                                   {0, UTIME_OMIT}};
-        ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-    };
-    const auto minutes = [&](std::uint32_t whose) {
-        const auto source =
-            idle::terminalsIdleSource(directory.path(), whose, [&] { return wall; });
-        return std::chrono::round<std::chrono::minutes>(source->read().value_or(-1min)).count();
-    };
-    terminal("pts/7", 61min);
-    EXPECT_EQ(minutes(getuid()), 61) << "not typed at since it was opened, but the only one";
-    terminal("pts/3", 40min);
+    EXPECT_EQ(read(getuid()), 1h);
     terminal("tty2", 20min);
     terminal("pts/11", 30min);
     // What is read there is output, or another's.
     for (const char* const name : {"pts/ptmx", "tty", "ttyUSB0"})
         terminal(name, 5min);
-    EXPECT_EQ(minutes(getuid()), 20);
-    wall -= 30min;
-    directory.put("pts/8", "");
-    EXPECT_EQ(minutes(getuid()), -10) << "opening one is not typing";
-    EXPECT_EQ(minutes(getuid() + 1), -1) << "terminals of others";
+    EXPECT_EQ(read(getuid()), 20min);
 }
 
 TEST_F(IdleSourcesTest, WaylandCountsFromTheMessageThatTheUserIsIdle) {
