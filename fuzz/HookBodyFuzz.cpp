@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     auto item = std::make_shared<PendingItem>();
     item->input = parsed;
-    item->lastMessage = hookbody::optionalString(parsed, "last_assistant_message");
+    item->lastMessage = parsed.optionalString("last_assistant_message");
     const PendingItems pending{item};
     const SnapshotSource source{{}, activity, pending, JSONValue()};
     SnapshotEncoder encoder;

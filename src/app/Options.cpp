@@ -7,7 +7,7 @@ std::optional<Options> Options::parse(std::span<char* const> arguments, std::str
     for (const char* argument : arguments) {
         const std::string_view text = argument;
         if (text == "--headless") {
-            options.headless = true;
+            options.isHeadless = true;
         } else if (text == "--help" || text == "-h") {
             options.action = Action::help;
         } else if (text == "--version") {

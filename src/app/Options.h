@@ -9,7 +9,7 @@ struct Options {
     enum class Action { run, help, version };
 
     Action action = Action::run;
-    bool headless = false;
+    bool isHeadless = false;
 
     /// Nothing for a command line that cannot be understood; `error` then says why.
     [[nodiscard]] static std::optional<Options> parse(std::span<char* const> arguments,

@@ -66,7 +66,7 @@ int main(int argc, char* argv[]) {
     }
     disableCoreDumps();
     const DescriptorLimit descriptorLimit;
-    if (!options->headless)
+    if (!options->isHeadless)
         logging::writeToStandardOutput("tamsell: no interface is installed, running without one");
     try {
         return runDaemon(argc, argv);

@@ -8,8 +8,11 @@
 namespace wallclock {
 
 double milliseconds() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::round(std::chrono::duration<double, std::milli>(now).count());
+    return std::round(milliseconds(std::chrono::system_clock::now()));
+}
+
+double milliseconds(std::chrono::system_clock::time_point moment) {
+    return std::chrono::duration<double, std::milli>(moment.time_since_epoch()).count();
 }
 
 std::string iso8601(double millisecondsSince1970) {

@@ -107,6 +107,16 @@ JSONValue* JSONObject::find(std::string_view key) {
     return holdsAt(index, key) ? &m_members[index].second : nullptr;
 }
 
+const std::string* JSONObject::string(std::string_view key) const {
+    const JSONValue* value = find(key);
+    return value ? value->string() : nullptr;
+}
+
+std::optional<std::string> JSONObject::optionalString(std::string_view key) const {
+    const std::string* text = string(key);
+    return text ? std::optional(*text) : std::nullopt;
+}
+
 void JSONObject::set(std::string_view key, JSONValue value) {
     const std::size_t index = lowerBound(key);
     if (holdsAt(index, key))

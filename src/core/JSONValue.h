@@ -33,6 +33,9 @@ class JSONObject {
     /// The member's value, or nothing. The pointer lives until the object is next changed.
     [[nodiscard]] const JSONValue* find(std::string_view key) const;
     [[nodiscard]] JSONValue* find(std::string_view key);
+    /// The member when it is a string; null or nothing otherwise.
+    [[nodiscard]] const std::string* string(std::string_view key) const;
+    [[nodiscard]] std::optional<std::string> optionalString(std::string_view key) const;
     /// Replaces the value of a key that is there (its spelling stays), or adds the member, which
     /// moves those behind it: many members are for `fromMembers`.
     void set(std::string_view key, JSONValue value);

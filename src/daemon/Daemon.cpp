@@ -4,12 +4,10 @@
 #include <cmath>
 #include <utility>
 
-#include "core/Base64.h"
 #include "core/Clock.h"
 #include "core/Localized.h"
-#include "core/Text.h"
-#include "crypto/Random.h"
 #include "daemon/HookBody.h"
+#include "daemon/ItemFromHook.h"
 #include "daemon/Presence.h"
 #include "daemon/Replies.h"
 #include "daemon/Routes.h"
@@ -23,49 +21,6 @@ constexpr auto restartDelay = 1s;
 constexpr std::size_t maximumSettled = 20;
 // An invite is not shown in its last seconds: nobody could finish pairing with it.
 constexpr auto inviteMargin = 5s;
-
-// The configured seconds as a wait that a clock can hold: nothing negative, at most ten years.
-double boundedWait(double seconds) {
-    return std::clamp(seconds, 0.0, 315360000.0);
-}
-
-PendingItem itemFrom(const JSONObject& body, std::string_view client, PendingItem::Kind kind,
-                     double wait) {
-    const auto value = [&](std::string_view key) {
-        const JSONValue* member = body.find(key);
-        return member ? std::optional(*member) : std::nullopt;
-    };
-    PendingItem item;
-    item.id = securerandom::uuid();
-    item.createdAt = wallclock::milliseconds();
-    item.expiresAt = item.createdAt + wait * 1000;
-    item.kind = kind;
-    item.sessionId = hookbody::optionalString(body, "session_id");
-    item.cwd = hookbody::optionalString(body, "cwd");
-    item.client = client;
-    if (kind == PendingItem::Kind::permission) {
-        item.tool = hookbody::optionalString(body, "tool_name");
-        item.input = value("tool_input");
-        item.suggestions = value("permission_suggestions");
-    } else {
-        const JSONValue* active = body.find("stop_hook_active");
-        item.lastMessage = hookbody::optionalString(body, "last_assistant_message");
-        item.chained = active ? active->boolean().value_or(false) : false;
-    }
-    return item;
-}
-
-// The body with what the request's headers say about its sender.
-JSONObject bodyOf(const HTTPRequest& request) {
-    JSONObject body = hookbody::parse(request.body);
-    if (const std::string* parent = request.header("x-tamsell-parent")) {
-        if (const auto bytes = base64::decode(*parent))
-            body.set("_parent", text::trimmed(text::repaired(*bytes)));
-    }
-    if (const std::string* client = request.header("x-tamsell-client"); client && !client->empty())
-        body.set("_client", *client);
-    return body;
-}
 
 } // namespace
 
@@ -87,7 +42,7 @@ Daemon::~Daemon() {
 }
 
 void Daemon::start() {
-    if (std::exchange(m_started, true))
+    if (std::exchange(m_isStarted, true))
         return;
     m_eventsLog.prepare();
     wireRelay();
@@ -144,10 +99,8 @@ void Daemon::serverChanged(const std::optional<HTTPServer::Failure>& failure) {
             std::to_string(m_server.port().value_or(0)));
     } else if (failure->kind == HTTPServer::Failure::Kind::portInUse) {
         const std::string port = std::to_string(failure->port);
-        std::string message = localized("連接埠 %lld 已被佔用");
-        if (const std::size_t at = message.find("%lld"); at != std::string::npos)
-            message.replace(at, 4, port);
-        setServerState({ServerState::Phase::failed, message});
+        setServerState({ServerState::Phase::failed,
+                        localized("連接埠 %lld 已被佔用", {static_cast<double>(failure->port)})});
         log("tamsell: port " + port + " is already in use");
     } else {
         setServerState({ServerState::Phase::failed, failure->message});
@@ -193,16 +146,16 @@ bool Daemon::reloadConfigIfChanged() {
     const ConfigFile found = ConfigFile::read(file);
     if (m_configStamp && found.state == ConfigFile::State::unreadable) {
         // Good settings are not given up because the system is short of something for a moment.
-        if (!std::exchange(m_readFailureLogged, true))
+        if (!std::exchange(m_hasLoggedReadFailure, true))
             log("tamsell: cannot read config.json, trying again: " + found.error.message());
         return false;
     }
-    m_readFailureLogged = false;
+    m_hasLoggedReadFailure = false;
     m_config = Config::load(m_environment.locations, m_configStamp ? &m_config : nullptr,
                             m_environment.log);
     // A token that was missing has been saved; that is no change from outside. Otherwise what
     // was there before the reading counts, so that no later change is missed.
-    const bool saved = m_config.token() != hookbody::optionalString(found.members, "token");
+    const bool saved = m_config.token() != found.members.optionalString("token");
     m_configStamp = saved ? ConfigFile::stamp(file) : stamp;
     syncRelay();
     refreshAway();
@@ -300,24 +253,22 @@ void Daemon::openStream(const std::shared_ptr<HTTPConnection>& connection) {
 
 void Daemon::handleHook(const HTTPRequest& request,
                         const std::shared_ptr<HTTPConnection>& connection) {
-    JSONObject body = bodyOf(request);
+    JSONObject body = hookbody::parse(request.body);
+    hookbody::addSender(body, request.header("x-tamsell-parent"),
+                        request.header("x-tamsell-client"));
     reloadConfigIfChanged();
     const std::string_view client = hookbody::detectClient(body);
     recordEvent(body, client);
     publish();
-    const std::string* event = hookbody::string(body, "hook_event_name");
-    const auto holdAs = [&](PendingItem::Kind kind, std::string_view waitKey) {
-        const double wait = boundedWait(m_config.number(waitKey));
-        hold(itemFrom(body, client, kind, wait),
-             std::chrono::duration_cast<std::chrono::nanoseconds>(
-                 std::chrono::duration<double>(wait)),
-             connection);
-    };
+    const std::string* event = body.string("hook_event_name");
     const bool isPermission = event && *event == "PermissionRequest";
     const bool isStop = event && *event == "Stop";
     if ((isPermission || isStop) && computeAway())
-        holdAs(isPermission ? PendingItem::Kind::permission : PendingItem::Kind::stop,
-               isPermission ? "permissionWait" : "stopWait");
+        hold(isPermission
+                 ? itemFromHook(PendingItem::Kind::permission, body, client,
+                                m_config.number("permissionWait"))
+                 : itemFromHook(PendingItem::Kind::stop, body, client, m_config.number("stopWait")),
+             connection);
     else
         connection->respond(200, "", "application/json");
 }
@@ -332,11 +283,10 @@ void Daemon::recordEvent(JSONObject& body, std::string_view client) {
 
 // Waiting items.
 
-void Daemon::hold(PendingItem item, std::chrono::nanoseconds wait,
-                  const std::shared_ptr<HTTPConnection>& connection) {
+void Daemon::hold(PendingItem item, const std::shared_ptr<HTTPConnection>& connection) {
     const auto held = std::make_shared<const PendingItem>(std::move(item));
     const std::string id = held->id;
-    m_deadlines.add(id, wait);
+    m_deadlines.add(id, std::chrono::milliseconds(std::llround(held->expiresAt - held->createdAt)));
     m_waiters.emplace(id, Waiter{held, connection});
     m_pending.push_back(held);
     // The server is stopped before the daemon ends, so no handler outlives it.

@@ -85,8 +85,10 @@ class Daemon final : public QObject {
     /// @throws std::runtime_error when the system gives no random bytes; nothing has changed then
     void setUpRelay();
     void markWelcomeDone();
+    /// The common path of all of them, for any other change.
     void updateConfig(const std::function<void(Config&)>& change);
 
+    /// Starts to listen as configured; the outcome comes later, as `serverState`.
     void startServer();
     /// After one second stops the server and starts it.
     void restartServer();
@@ -112,6 +114,7 @@ class Daemon final : public QObject {
     [[nodiscard]] std::optional<RelayClient::LiveInvite> currentInvite();
     /// Returns at once; the outcome is read with `testPushResult`.
     void testPush();
+    /// Nothing while the relay's report on a push of `sentAt` may still come.
     [[nodiscard]] std::optional<testpush::Result>
     testPushResult(std::chrono::system_clock::time_point sentAt);
 
@@ -143,14 +146,13 @@ class Daemon final : public QObject {
 
     /// @param client what the body says of its program
     void recordEvent(JSONObject& body, std::string_view client);
-    void hold(PendingItem item, std::chrono::nanoseconds wait,
-              const std::shared_ptr<HTTPConnection>& connection);
+    void hold(PendingItem item, const std::shared_ptr<HTTPConnection>& connection);
     void finish(const std::string& id, const JSONObject* answer);
 
     Environment m_environment;
     Config m_config;
     std::optional<ConfigFile::Stamp> m_configStamp;
-    bool m_readFailureLogged = false;
+    bool m_hasLoggedReadFailure = false;
     Activity m_activity;
     EventsLog m_eventsLog;
     PendingItems m_pending;
@@ -158,7 +160,7 @@ class Daemon final : public QObject {
     std::deque<std::string> m_settled;
     ServerState m_serverState;
     bool m_away = false;
-    bool m_started = false;
+    bool m_isStarted = false;
     int m_relayRevision = 0;
     std::optional<RelayClient::LiveInvite> m_invite;
     EventStreams m_streams;

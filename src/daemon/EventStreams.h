@@ -20,7 +20,6 @@ class EventStreams {
     void broadcast(const std::shared_ptr<const std::string>& record);
 
     [[nodiscard]] bool empty() const { return m_streams.empty(); }
-    [[nodiscard]] std::size_t size() const { return m_streams.size(); }
 
     /// What stands around a record's text, which is one line.
     static constexpr std::string_view recordStart = "data: ";

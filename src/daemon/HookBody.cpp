@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "core/Base64.h"
 #include "core/Text.h"
 
 namespace hookbody {
@@ -57,7 +58,7 @@ std::string withoutLoneSurrogates(std::string_view text) {
     for (std::size_t at = text.find('\\'); at != std::string_view::npos; at = text.find('\\', at)) {
         const auto unit = escapeAt(text, at);
         if (!unit) {
-            at += 2; // another escape; its second character begins none
+            at += 2; // The second character of another escape begins none.
         } else if (isHighSurrogate(unit) && isLowSurrogate(escapeAt(text, at + escapeLength))) {
             at += 2 * escapeLength;
         } else {
@@ -71,20 +72,19 @@ std::string withoutLoneSurrogates(std::string_view text) {
     return result;
 }
 
-const std::string* string(const JSONObject& body, std::string_view key) {
-    const JSONValue* value = body.find(key);
-    return value ? value->string() : nullptr;
-}
-
-std::optional<std::string> optionalString(const JSONObject& body, std::string_view key) {
-    const std::string* text = string(body, key);
-    return text ? std::optional(*text) : std::nullopt;
+void addSender(JSONObject& body, const std::string* parent, const std::string* client) {
+    if (parent) {
+        if (const auto bytes = base64::decode(*parent))
+            body.set("_parent", text::trimmed(text::repaired(*bytes)));
+    }
+    if (client && !client->empty())
+        body.set("_client", *client);
 }
 
 std::string_view detectClient(const JSONObject& body) {
-    if (const std::string* client = string(body, "_client"); client && *client == "codex")
+    if (const std::string* client = body.string("_client"); client && *client == "codex")
         return "Codex";
-    const std::string* parent = string(body, "_parent");
+    const std::string* parent = body.string("_parent");
     if (!parent || parent->empty())
         return "unknown";
     if (parent->find("Application Support/Claude/claude-code") != std::string::npos)
@@ -94,18 +94,24 @@ std::string_view detectClient(const JSONObject& body) {
     return namesClaude(*parent) ? "terminal" : "other";
 }
 
+const std::string* subject(const JSONValue& toolInput) {
+    for (const char* key : {"command", "file_path"}) {
+        const JSONValue* member = toolInput[key];
+        if (member && member->string())
+            return member->string();
+    }
+    return nullptr;
+}
+
 std::string summarize(const JSONObject& body) {
-    const JSONValue* input = body.find("tool_input");
     const auto cut = [](const std::string& whole) {
         return std::string(text::prefix(whole, summaryLength));
     };
-    for (const char* key : {"command", "file_path"}) {
-        const JSONValue* member = input ? (*input)[key] : nullptr;
-        if (member && member->string())
-            return cut(*member->string());
-    }
+    const JSONValue* input = body.find("tool_input");
+    if (const std::string* what = input ? subject(*input) : nullptr)
+        return cut(*what);
     for (const char* key : {"message", "prompt", "last_assistant_message"}) {
-        if (const std::string* member = string(body, key))
+        if (const std::string* member = body.string(key))
             return cut(*member);
     }
     return {};

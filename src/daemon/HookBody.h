@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,14 +17,15 @@ namespace hookbody {
 /// Nothing else is touched; the length stays the same.
 [[nodiscard]] std::string withoutLoneSurrogates(std::string_view text);
 
-/// The member when it is a string; null otherwise.
-[[nodiscard]] const std::string* string(const JSONObject& body, std::string_view key);
-/// The same as a copy.
-[[nodiscard]] std::optional<std::string> optionalString(const JSONObject& body,
-                                                        std::string_view key);
+/// Adds what the request's headers say about the sender, where they say something: "_parent", the
+/// agent's command line, given in Base64, and "_client". A text that is not Base64 is ignored.
+void addSender(JSONObject& body, const std::string* parent, const std::string* client);
 
 /// Which program started the hook: "Codex", "Claude.app", "SDK", "terminal", "other" or "unknown".
 [[nodiscard]] std::string_view detectClient(const JSONObject& body);
+
+/// What a tool is to be used on: its command, else its file; null when there is neither.
+[[nodiscard]] const std::string* subject(const JSONValue& toolInput);
 
 /// One line about the event, at most 200 characters.
 [[nodiscard]] std::string summarize(const JSONObject& body);

@@ -1,5 +1,7 @@
 #include "daemon/Records.h"
 
+#include "daemon/HookBody.h"
+
 namespace {
 
 template <typename Field>
@@ -20,11 +22,8 @@ std::string PendingItem::detail() const {
         return lastMessage.value_or("");
     if (!input)
         return {};
-    for (const char* key : {"command", "file_path"}) {
-        const JSONValue* member = (*input)[key];
-        if (member && member->string())
-            return *member->string();
-    }
+    if (const std::string* what = hookbody::subject(*input))
+        return *what;
     return json::compact(*input).value_or("");
 }
 

@@ -21,12 +21,12 @@ std::string lastComponent(std::string_view path) {
 } // namespace
 
 std::optional<JSONObject> permission(const PendingItem& item, const JSONObject& answer) {
-    const std::string* action = hookbody::string(answer, "action");
+    const std::string* action = answer.string("action");
     if (!action || (*action != "allow" && *action != "always" && *action != "deny"))
         return std::nullopt;
     JSONObject decision{{"behavior", *action == "deny" ? "deny" : "allow"}};
     if (*action == "deny") {
-        const std::string* message = hookbody::string(answer, "message");
+        const std::string* message = answer.string("message");
         decision.set("message", message && !message->empty() ? *message : "Denied from phone");
     }
     if (*action == "always" && item.suggestions && !item.suggestions->isNull())
@@ -36,8 +36,8 @@ std::optional<JSONObject> permission(const PendingItem& item, const JSONObject& 
 }
 
 std::optional<JSONObject> stop(const JSONObject& answer) {
-    const std::string* action = hookbody::string(answer, "action");
-    const std::string* given = hookbody::string(answer, "text");
+    const std::string* action = answer.string("action");
+    const std::string* given = answer.string("text");
     const std::string_view instruction = given ? text::trimmed(*given) : std::string_view();
     if (!action || *action != "reply" || instruction.empty())
         return std::nullopt;

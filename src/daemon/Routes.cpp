@@ -1,5 +1,7 @@
 #include "daemon/Routes.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <system_error>
 
@@ -7,9 +9,9 @@
 #include <QTimer>
 
 #include "core/AtomicFile.h"
+#include "core/Clock.h"
 #include "crypto/ConstantTime.h"
 #include "daemon/Daemon.h"
-#include "daemon/HookBody.h"
 
 namespace {
 
@@ -125,11 +127,9 @@ void Routes::pair(const Connection& connection) {
     const auto invite = m_daemon.currentInvite();
     if (!invite)
         return respondError(connection, 409, "relay not set up");
-    using Milliseconds = std::chrono::duration<double, std::milli>;
     connection->respondJSON(
         200, JSONObject{{"link", invite->invite.link()},
-                        {"expires",
-                         std::round(Milliseconds(invite->expires.time_since_epoch()).count())}});
+                        {"expires", std::round(wallclock::milliseconds(invite->expires))}});
 }
 
 void Routes::devices(const Connection& connection) {
@@ -147,7 +147,7 @@ void Routes::devices(const Connection& connection) {
 
 void Routes::removeDevice(const HTTPRequest& request, const Connection& connection) {
     const JSONObject body = request.jsonObject();
-    const std::string* id = hookbody::string(body, "id");
+    const std::string* id = body.string("id");
     const auto settings = m_daemon.config().relay();
     const auto isIt = [&](const PairedDevice& device) { return device.id == *id; };
     if (!id || !settings || std::ranges::none_of(settings->devices, isIt))
@@ -158,11 +158,11 @@ void Routes::removeDevice(const HTTPRequest& request, const Connection& connecti
 
 void Routes::answer(const HTTPRequest& request, const Connection& connection) {
     JSONObject body = request.jsonObject();
-    const std::string id = hookbody::optionalString(body, "id").value_or("");
+    const std::string id = body.optionalString("id").value_or("");
     body.erase("id");
     try {
         m_daemon.answer(id, body);
-    } catch (const std::exception& error) {
+    } catch (const DaemonError& error) {
         return respondError(connection, 404, error.what());
     }
     respondOK(connection);
@@ -170,7 +170,7 @@ void Routes::answer(const HTTPRequest& request, const Connection& connection) {
 
 void Routes::mode(const HTTPRequest& request, const Connection& connection) {
     const JSONObject body = request.jsonObject();
-    const std::string* raw = hookbody::string(body, "mode");
+    const std::string* raw = body.string("mode");
     const auto mode = raw ? awayModeFrom(*raw) : std::nullopt;
     if (!mode)
         return respondError(connection, 400, "mode must be off, auto or on");

@@ -1,6 +1,6 @@
 #include "daemon/TestPush.h"
 
-#include "core/Decimal.h"
+#include "core/Clock.h"
 #include "core/Localized.h"
 
 namespace testpush {
@@ -12,22 +12,6 @@ constexpr std::chrono::seconds patience{4};
 std::optional<double> member(const JSONValue& report, std::string_view key) {
     const JSONValue* value = report[key];
     return value ? value->number() : std::nullopt;
-}
-
-// A localized text with its %lld placeholders filled in order.
-std::string filled(std::string_view key, std::initializer_list<double> numbers) {
-    std::string text = localized(key);
-    std::size_t at = 0;
-    for (const double number : numbers) {
-        at = text.find("%lld", at);
-        if (at == std::string::npos)
-            break;
-        std::string digits;
-        decimal::append(digits, number);
-        text.replace(at, 4, digits);
-        at += digits.size();
-    }
-    return text;
 }
 
 } // namespace
@@ -43,17 +27,15 @@ JSONObject payload() {
 std::optional<Result> result(const std::optional<JSONValue>& lastPush, bool connected,
                              std::chrono::system_clock::time_point sentAt,
                              std::chrono::system_clock::time_point now) {
-    using Milliseconds = std::chrono::duration<double, std::milli>;
     const JSONValue report = lastPush.value_or(JSONValue());
     const auto devices = member(report, "devices");
     const auto reached = member(report, "ok");
-    if (devices && reached &&
-        member(report, "at").value_or(0) >= Milliseconds(sentAt.time_since_epoch()).count()) {
+    if (devices && reached && member(report, "at").value_or(0) >= wallclock::milliseconds(sentAt)) {
         if (*devices == 0)
             return Result{localized("還沒有手機註冊推播，先在手機上打開 Tamsell App"), false};
         if (*reached >= 1)
-            return Result{filled("送達 %lld/%lld 台裝置", {*reached, *devices}), true};
-        return Result{filled("推播送不出去（0/%lld）", {*devices}), false};
+            return Result{localized("送達 %lld/%lld 台裝置", {*reached, *devices}), true};
+        return Result{localized("推播送不出去（0/%lld）", {*devices}), false};
     }
     if (now - sentAt > patience)
         return Result{localized(connected ? "中繼沒有回應" : "還沒連上中繼"), false};

@@ -24,8 +24,8 @@ TEST(HookBody, RepairsCutSurrogatePairsAndNothingElse) {
         EXPECT_EQ(hookbody::withoutLoneSurrogates(text), repaired);
 
     const JSONObject body = hookbody::parse(R"({"session_id":"s","prompt":"cut \ud83d"})");
-    EXPECT_EQ(*hookbody::string(body, "session_id"), "s");
-    EXPECT_EQ(*hookbody::string(body, "prompt"), "cut \xEF\xBF\xBD");
+    EXPECT_EQ(*body.string("session_id"), "s");
+    EXPECT_EQ(*body.string("prompt"), "cut \xEF\xBF\xBD");
     for (const char* bad : {"", "[1]", "{\"a\":}", "{\"a\":\"\xff\"}", "{\"a\":1} x", "null"})
         EXPECT_TRUE(hookbody::parse(bad).empty()) << bad;
 }
