@@ -44,7 +44,7 @@ cmake --preset release >/dev/null && cmake --build build/release --target tamsel
 # In a static program these read plug-ins, data bases and locales of another machine's library.
 forbidden='getaddrinfo|gethostby|getpw|getgr|getserv|iconv_open|setlocale|_ZNSt8ios_base4InitC1Ev'
 ! nm build/release/bin/tamsell-hook | grep -E " [TW] (${forbidden})" || complain "tamsell-hook links what it must not"
-! file -L build/release/bin/tamsell-hook 2>/dev/null | grep 'dynamically linked' || complain "tamsell-hook is not static"
+! readelf --program-headers --wide build/release/bin/tamsell-hook | grep INTERP || complain "tamsell-hook is not static"
 
 echo "== clang-tidy"
 cmake --preset release -B build/check -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
