@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 namespace bench {
 

@@ -12,7 +12,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 namespace bench {
 

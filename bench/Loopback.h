@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 /// TCP on this machine, for the benchmarks' own ends.
 namespace bench::loopback {

@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/Descriptor.h"
+
 namespace fs = std::filesystem;
 
 namespace atomicfile {
@@ -19,24 +21,6 @@ namespace {
 [[noreturn]] void fail(const fs::path& path) {
     throw std::system_error(errno, std::generic_category(), path.string());
 }
-
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-
-    [[nodiscard]] int get() const { return m_descriptor; }
-    // Closing can report a failed write on network file systems.
-    [[nodiscard]] bool close() { return ::close(std::exchange(m_descriptor, -1)) == 0; }
-
-  private:
-    int m_descriptor;
-};
 
 // Where the rename has to go, so that a link stays one: what it names, whether that exists or not.
 fs::path followed(const fs::path& path) {
@@ -85,8 +69,8 @@ void flushDirectory(const fs::path& directory) {
     // So that the rename itself survives a power cut. Not every file system can; that loses
     // nothing.
     const Descriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.get() >= 0)
-        ::fsync(descriptor.get());
+    if (descriptor.isValid())
+        ::fsync(descriptor.number());
 }
 
 } // namespace
@@ -104,21 +88,21 @@ void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> m
 
     std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
     Descriptor descriptor(::mkostemp(pattern.data(), O_CLOEXEC));
-    if (descriptor.get() < 0)
+    if (!descriptor.isValid())
         fail(path);
     TemporaryName temporary(pattern);
 
     if (replaces && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())) {
         // Only the superuser may give files away; anyone else keeps at least the group if it can.
-        if (::fchown(descriptor.get(), old.st_uid, old.st_gid) != 0 &&
-            ::fchown(descriptor.get(), static_cast<uid_t>(-1), old.st_gid) != 0)
+        if (::fchown(descriptor.number(), old.st_uid, old.st_gid) != 0 &&
+            ::fchown(descriptor.number(), static_cast<uid_t>(-1), old.st_gid) != 0)
             errno = 0;
     }
     const mode_t bits = mode.value_or(replaces ? old.st_mode & 07777 : 0644);
-    if (::fchmod(descriptor.get(), bits) != 0)
+    if (::fchmod(descriptor.number(), bits) != 0)
         fail(path);
-    writeAll(descriptor.get(), bytes, path);
-    if (::fsync(descriptor.get()) != 0 || !descriptor.close() ||
+    writeAll(descriptor.number(), bytes, path);
+    if (::fsync(descriptor.number()) != 0 || !descriptor.close() ||
         ::rename(temporary.get(), target.c_str()) != 0)
         fail(path);
     temporary.release();
@@ -129,7 +113,7 @@ std::string read(const fs::path& path) {
     // Non-blocking, so that a pipe in the file's place does not stop the program.
     const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
-    if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0)
+    if (!descriptor.isValid() || ::fstat(descriptor.number(), &status) != 0)
         fail(path);
     if (!S_ISREG(status.st_mode)) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
@@ -139,7 +123,7 @@ std::string read(const fs::path& path) {
     bytes.reserve(static_cast<std::size_t>(status.st_size));
     std::array<char, 65536> chunk;
     while (true) {
-        const ssize_t got = ::read(descriptor.get(), chunk.data(), chunk.size());
+        const ssize_t got = ::read(descriptor.number(), chunk.data(), chunk.size());
         if (got < 0 && errno != EINTR)
             fail(path);
         if (got == 0)

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/Descriptor.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -24,11 +26,11 @@ void EventsLog::append(const JSONObject& event) {
     if (!json::appendCompact(m_line, event))
         return;
     m_line += '\n';
-    const int descriptor =
-        ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
-    if (descriptor >= 0) {
-        [[maybe_unused]] const ssize_t written = ::write(descriptor, m_line.data(), m_line.size());
-        ::close(descriptor);
+    const Descriptor file(
+        ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
+    if (file.isValid()) {
+        [[maybe_unused]] const ssize_t written =
+            ::write(file.number(), m_line.data(), m_line.size());
     }
     if (m_line.capacity() > keptCapacity) {
         m_line.clear();

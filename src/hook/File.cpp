@@ -8,12 +8,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-namespace hook {
+#include "core/Descriptor.h"
 
-Descriptor::~Descriptor() {
-    if (isValid())
-        ::close(m_number);
-}
+namespace hook {
 
 ReadEnd readAll(int descriptor, std::size_t limit, std::string& text) {
     // Most events fit in one piece, and the pages of a larger one would have to be touched first.

@@ -3,25 +3,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <utility>
+
+#include "core/Descriptor.h"
 
 namespace hook {
 
-/// Owns one open descriptor of the system and closes it.
-class Descriptor {
-  public:
-    explicit Descriptor(int number = -1) : m_number(number) {}
-    Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor();
-
-    [[nodiscard]] bool isValid() const { return m_number >= 0; }
-    /// -1 when there is none.
-    [[nodiscard]] int number() const { return m_number; }
-
-  private:
-    int m_number;
-};
+using ::Descriptor;
 
 /// What a bounded read came to.
 enum class ReadEnd { whole, cut, failed };

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "core/Descriptor.h"
 #include "http/HTTPRequest.h"
 #include "http/HTTPRequestParser.h"
 #include "http/SendQueue.h"
-#include "platform/Descriptor.h"
 
 class SocketPoller;
 

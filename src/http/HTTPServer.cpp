@@ -14,8 +14,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include "core/Descriptor.h"
 #include "core/Text.h"
-#include "platform/Descriptor.h"
 #include "platform/SocketPoller.h"
 #include "platform/TCPSocket.h"
 

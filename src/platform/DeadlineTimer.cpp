@@ -10,7 +10,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 class DeadlineTimer::Implementation {
   public:

@@ -7,6 +7,7 @@
 #include <ext-idle-notify-v1-client-protocol.h>
 #include <wayland-client.h>
 
+#include "core/Descriptor.h"
 #include "platform/IdleSocket.h"
 
 using namespace std::chrono_literals;
@@ -55,11 +56,11 @@ class Connection {
 
     /// @returns false when there is no compositor, or none that tells of idleness
     [[nodiscard]] bool open(const std::filesystem::path& socket, idlesocket::Deadline deadline) {
-        const int descriptor = idlesocket::connectTo(socket);
-        if (descriptor < 0)
+        Descriptor descriptor = idlesocket::connectTo(socket);
+        if (!descriptor.isValid())
             return false;
-        // Owns the descriptor from here, even when it fails.
-        m_display = wl_display_connect_to_fd(descriptor);
+        // Closes the descriptor, even when it fails.
+        m_display = wl_display_connect_to_fd(descriptor.release());
         if (!m_display)
             return false;
         m_registry = wl_display_get_registry(m_display);

@@ -4,11 +4,11 @@
 #include <cstdlib>
 
 #include <sys/socket.h>
-#include <unistd.h>
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
+#include "core/Descriptor.h"
 #include "platform/IdleSocket.h"
 
 namespace {
@@ -34,16 +34,14 @@ std::optional<int> localDisplay(const std::string& display) {
 /// Whether the server answers a connection's first bytes. That we show no authority does not
 /// matter: a refusal is an answer.
 bool answersProbe(int display, idlesocket::Deadline deadline) {
-    const int socket = idlesocket::connectTo("/tmp/.X11-unix/X" + std::to_string(display));
-    if (socket < 0)
+    const Descriptor socket = idlesocket::connectTo("/tmp/.X11-unix/X" + std::to_string(display));
+    if (!socket.isValid())
         return false;
     // Connection setup: byte order, unused, protocol 11.0, no authorisation.
     constexpr std::array<unsigned char, 12> setup{'l', 0, 11};
-    const bool answers =
-        send(socket, setup.data(), setup.size(), MSG_NOSIGNAL) == ssize_t{setup.size()} &&
-        idlesocket::waitReadable(socket, deadline);
-    close(socket);
-    return answers;
+    return ::send(socket.number(), setup.data(), setup.size(), MSG_NOSIGNAL) ==
+               ssize_t{setup.size()} &&
+           idlesocket::waitReadable(socket.number(), deadline);
 }
 
 class X11IdleSource final : public IdleSource {

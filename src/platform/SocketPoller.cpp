@@ -10,7 +10,7 @@
 
 #include <QSocketNotifier>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 namespace {
 

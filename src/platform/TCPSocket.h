@@ -7,7 +7,7 @@
 
 #include <sys/socket.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 /// TCP sockets that never block and that child processes don't inherit.
 namespace tcp {

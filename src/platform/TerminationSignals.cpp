@@ -10,7 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "core/Descriptor.h"
 #include "core/JSONValue.h"
 #include "e2e/Until.h"
-#include "platform/Descriptor.h"
 
 /// A response in its parts.
 struct Response {

@@ -9,7 +9,7 @@
 #include <sys/resource.h>
 #include <sys/types.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 
 /// One run of a program, begun by the constructor. The destructor kills what still runs.
 class Process {

@@ -10,7 +10,7 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
-#include "platform/Descriptor.h"
+#include "core/Descriptor.h"
 #include "platform/TCPSocket.h"
 
 /// A TCP client that does nothing by itself and never blocks once it is connected.

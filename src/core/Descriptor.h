@@ -23,10 +23,17 @@ class Descriptor {
     /// -1 when there is none.
     [[nodiscard]] int number() const { return m_number; }
 
+    /// Leaves the closing to the caller.
+    [[nodiscard]] int release() { return std::exchange(m_number, -1); }
+
     void reset() {
         if (isValid())
-            ::close(std::exchange(m_number, -1));
+            ::close(release());
     }
+
+    /// Closes and says whether that went well: network file systems report a failed write here.
+    /// There must be one; afterwards there is none, either way.
+    [[nodiscard]] bool close() { return ::close(release()) == 0; }
 
   private:
     int m_number = -1;
