@@ -1,183 +1,105 @@
-#include <chrono>
-#include <filesystem>
 #include <vector>
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include "hook/Endpoint.h"
 #include "hook/HookRun.h"
-#include "hook/TestServer.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr const char* quickEvent = R"({"hook_event_name":"PreToolUse"})";
 constexpr const char* heldEvent = R"({"hook_event_name":"PermissionRequest"})";
-// What giving up after 2 seconds may take on a busy machine.
-constexpr auto giveUpAtLeast = 1900ms;
-constexpr auto giveUpAtMost = 8000ms;
 
-void expectSilence(const HookRun::Outcome& outcome) {
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, "");
-}
-
-class HookProgram : public testing::Test {
-  protected:
-    HookProgram() { home.configure(server.port()); }
-
-    HookRun::Outcome runAgainst(const std::string& reply) {
-        HookRun run({hookProgram()}, quickEvent, home.path().string());
-        {
-            TestConnection connection = server.accept();
-            (void)connection.readRequest();
-            connection.send(reply);
-        }
-        return run.wait();
-    }
-
-    TestServer server;
-    ScratchDirectory home;
+struct HookProgram : testing::Test {
+    const FakeDaemon daemon;
+    const TemporaryDirectory& home = daemon.home;
 };
 
 TEST_F(HookProgram, handsOverTheEventAndTheReplyByteForByte) {
     std::string bytes;
     for (int i = 0; i < 3 << 20; ++i)
         bytes += static_cast<char>(i * 7 + i / 251);
-    HookRun run({hookProgram(), "rubbish", "--client", "codex", "--client"}, bytes,
-                home.path().string());
-    TestConnection connection = server.accept();
-    const std::string request = connection.readRequest();
+    HookRun run(home, bytes, hookProgram + " rubbish --client codex --client");
+    const std::string request = daemon.answer(okReply(bytes));
     EXPECT_TRUE(request.starts_with("POST /hook HTTP/1.1\r\n"));
-    EXPECT_EQ(headerOf(request, "x-tamsell-client: "), "codex");
+    EXPECT_EQ(headerOf(request, "x-tamsell-client"), "codex");
     EXPECT_TRUE(request.substr(request.find("\r\n\r\n") + 4) == bytes);
-    const std::string reply = okReply(bytes);
-    connection.send(reply.substr(0, 9));
-    connection.send(reply.substr(9));
-    const auto outcome = run.wait();
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_TRUE(outcome.output == bytes);
-    EXPECT_EQ(outcome.errors, "");
+    EXPECT_TRUE(run.output() == bytes);
 }
 
 TEST_F(HookProgram, saysNothingWithoutACompleteSuccess) {
-    EXPECT_EQ(runAgainst(okReply("said")).output, "said");
-    expectSilence(runAgainst(okReply("")));
-    expectSilence(runAgainst(""));
-    expectSilence(runAgainst("HTTP/1.1 200 OK\r\ncontent-length: 4\r\n\r\nsai"));
-    expectSilence(runAgainst("HTTP/1.1 403 Forbidden\r\ncontent-length: 4\r\n\r\nsaid"));
-    home.write("config.json", R"({"host":"daemon.invalid","port":80})");
-    expectSilence(HookRun({hookProgram()}, quickEvent, home.path().string()).wait());
-    {
-        const TestServer closed;
-        home.configure(closed.port());
+    for (const std::string reply : {"", "HTTP/1.1 200 OK\r\ncontent-length: 0\r\n\r\n",
+                                    "HTTP/1.1 200 OK\r\ncontent-length: 4\r\n\r\nsai",
+                                    "HTTP/1.1 403 Forbidden\r\ncontent-length: 4\r\n\r\nsaid"}) {
+        HookRun run(home, quickEvent);
+        EXPECT_TRUE(daemon.answer(reply).ends_with(quickEvent));
+        EXPECT_EQ(run.output(), "") << reply;
     }
-    const auto absent = HookRun({hookProgram()}, heldEvent, home.path().string()).wait();
-    expectSilence(absent);
-    EXPECT_LT(absent.took, giveUpAtLeast);
+    home.put("config.json", contentOf(FakeDaemon().home / "config.json")); // It is gone again.
+    EXPECT_EQ(HookRun(home, heldEvent).output(), "");
+    home.put("config.json", R"({"host":"daemon.invalid","port":80})");
+    EXPECT_EQ(HookRun(home, heldEvent).output(), "");
 }
 
 TEST_F(HookProgram, givesUpOnASilentDaemonOnlyWhatIsNeverHeld) {
-    HookRun held({hookProgram()}, heldEvent, home.path().string());
-    TestConnection connection = server.accept();
-    (void)connection.readRequest();
-    HookRun quick({hookProgram()}, quickEvent, home.path().string());
+    HookRun held(home, heldEvent);
+    const auto waiting = daemon.accept();
+    HookRun quick(home, quickEvent);
+    const auto silent = daemon.accept();
     // More than the sockets' buffers take.
-    HookRun unread({hookProgram()},
-                   R"({"hook_event_name":"Notification","message":")" + std::string(12 << 20, 'x') +
-                       "\"}",
-                   home.path().string());
-    for (HookRun* run : {&quick, &unread}) {
-        const auto outcome = run->wait();
-        expectSilence(outcome);
-        EXPECT_GE(outcome.took, giveUpAtLeast);
-        EXPECT_LT(outcome.took, giveUpAtMost);
-    }
-    EXPECT_TRUE(held.isRunning());
-    connection.send(okReply("answer"));
-    EXPECT_EQ(held.wait().output, "answer");
-}
+    HookRun large(home, R"({"hook_event_name":"Notification","message":")" +
+                            std::string(12 << 20, 'x') + "\"}");
+    const auto unread = daemon.accept();
+    quick.expectToGiveUp();
+    large.expectToGiveUp();
 
-TEST_F(HookProgram, aTrickleDoesNotOutlastThePatience) {
-    HookRun run({hookProgram()}, quickEvent, home.path().string());
-    TestConnection connection = server.accept();
-    (void)connection.readRequest();
-    connection.send("HTTP/1.1 200 OK\r\ncontent-length: 1000000\r\n\r\n");
-    const auto begun = std::chrono::steady_clock::now();
-    while (!connection.sawTheEnd(20ms) && std::chrono::steady_clock::now() - begun < giveUpAtMost)
-        connection.send("x");
-    const auto outcome = run.wait();
-    expectSilence(outcome);
-    EXPECT_GE(outcome.took, giveUpAtLeast);
-    EXPECT_LT(outcome.took, giveUpAtMost);
+    HookRun fed(home, quickEvent);
+    const auto trickle = daemon.accept();
+    (void)requestOf(trickle);
+    send(trickle, "HTTP/1.1 200 OK\r\ncontent-length: 1000000\r\n\r\n");
+    pollfd end{.fd = trickle.number(), .events = POLLIN, .revents = 0};
+    for (int turn = 0; turn < 500 && ::poll(&end, 1, 20) == 0; ++turn)
+        send(trickle, "x");
+    fed.expectToGiveUp();
+
+    send(waiting, okReply("answer"));
+    EXPECT_EQ(held.output(), "answer");
 }
 
 TEST_F(HookProgram, givesUpConnectingWhateverTheEvent) {
-    const TestServer full("127.0.0.1", 0);
-    home.configure(full.port());
-    sockaddr_storage name{};
-    const socklen_t length = hook::candidates("127.0.0.1", full.port()).at(0).writeTo(name);
-    std::vector<hook::Descriptor> callers;
-    for (int i = 0; i < 4; ++i) {
-        callers.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        (void)::connect(callers.back().number(), reinterpret_cast<const sockaddr*>(&name), length);
-    }
-    const auto outcome = HookRun({hookProgram()}, heldEvent, home.path().string()).wait();
-    expectSilence(outcome);
-    EXPECT_GE(outcome.took, giveUpAtLeast);
-    EXPECT_LT(outcome.took, giveUpAtMost);
+    const FakeDaemon full(loopback4, 0);
+    const std::array callers{full.call(), full.call(), full.call()};
+    HookRun(full.home, heldEvent).expectToGiveUp();
 }
 
 TEST_F(HookProgram, endsWithItsAgent) {
-    HookRun run({hookProgram()}, heldEvent, home.path().string());
-    TestConnection connection = server.accept();
-    (void)connection.readRequest();
-    run.stopReading();
-    EXPECT_TRUE(connection.sawTheEnd(10s));
-    EXPECT_EQ(run.wait().exitCode, 0);
-
-    HookRun quick({hookProgram()}, quickEvent, home.path().string());
-    quick.stopReading();
-    TestConnection second = server.accept();
-    (void)second.readRequest();
-    second.send(okReply("nobody reads this"));
-    EXPECT_EQ(quick.wait().exitCode, 0);
+    const std::string agent = "bash -o pipefail -c 'timeout 20 " + hookProgram + " | sleep 0.2'";
+    HookRun held(home, heldEvent, agent);
+    const auto connection = daemon.accept();
+    EXPECT_TRUE(requestOf(connection).ends_with(heldEvent));
+    EXPECT_EQ(held.output(), "");
+    HookRun quick(home, quickEvent, agent);
+    EXPECT_TRUE(daemon.answer(okReply(std::string(1 << 20, 'x'))).ends_with(quickEvent));
+    EXPECT_EQ(quick.output(), "");
 }
 
 TEST_F(HookProgram, dropsAnEventThatIsTooLarge) {
     const std::string largest(std::size_t{16} << 20, 'x');
-    expectSilence(HookRun({hookProgram()}, largest + "x", home.path().string()).wait());
-    EXPECT_FALSE(server.hasCaller());
-    HookRun run({hookProgram()}, largest, home.path().string());
-    TestConnection connection = server.accept();
-    EXPECT_TRUE(connection.readRequest().ends_with("\r\n\r\n" + largest));
-    connection.send(okReply("taken"));
-    EXPECT_EQ(run.wait().output, "taken");
+    // Only the second one comes here.
+    EXPECT_EQ(HookRun(home, largest + "x").output(), "");
+    HookRun run(home, largest);
+    EXPECT_TRUE(daemon.answer(okReply("taken")).ends_with("\r\n\r\n" + largest));
+    EXPECT_EQ(run.output(), "taken");
 }
 
 TEST_F(HookProgram, findsTheSettingsBesideItself) {
-    const std::string installed = (home.path() / "tamsell-hook").string();
-    std::filesystem::copy_file(hookProgram(), installed);
-    HookRun run({installed}, quickEvent, std::nullopt);
-    TestConnection connection = server.accept();
-    (void)connection.readRequest();
-    connection.send(okReply("found"));
-    EXPECT_EQ(run.wait().output, "found");
+    std::filesystem::copy_file(hookProgram, home / "tamsell-hook");
+    HookRun run(home, "", "env -u TAMSELL_HOME " + (home / "tamsell-hook").string());
+    daemon.answer(okReply("found"));
+    EXPECT_EQ(run.output(), "found");
 }
 
 TEST_F(HookProgram, survivesClosedStandardDescriptors) {
-    // The reply must not go into whatever got the number of the output.
-    HookRun run({"/bin/bash", "-c", "exec '" + hookProgram() + "' <&- >&- 2>&-"}, "",
-                home.path().string());
-    TestConnection connection = server.accept();
-    (void)connection.readRequest();
-    connection.send(okReply("lost"));
-    EXPECT_TRUE(connection.sawTheEnd(10s));
-    expectSilence(run.wait());
+    HookRun run(home, "", hookProgram + " <&- >&- 2>&-");
+    EXPECT_NE(daemon.answer(okReply("lost")), "");
+    EXPECT_EQ(run.output(), "");
 }
 
 } // namespace

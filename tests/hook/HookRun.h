@@ -1,63 +1,42 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
-#include <filesystem>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 
-#include <sys/types.h>
+#include "hook/FakeDaemon.h"
 
-#include "hook/File.h"
+inline const std::string hookProgram = TAMSELL_BIN "/tamsell-hook";
 
-/// A directory that is removed with this object.
-class ScratchDirectory {
-  public:
-    ScratchDirectory();
-    ~ScratchDirectory();
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
-    void write(const std::filesystem::path& name, std::string_view bytes) const;
-    /// config.json for a daemon at that port.
-    void configure(std::uint16_t port, const std::string& host = "127.0.0.1") const;
-
-  private:
-    std::filesystem::path m_path;
-};
-
-/// One run of a program, begun by the constructor; killed by the destructor if it still runs.
+/// One run of the hook through a shell, as agents do it, begun by the constructor.
 class HookRun {
   public:
-    struct Outcome {
-        int exitCode = -1; ///< -1 after a signal, or when it did not end within 30 s
-        std::string output;
-        std::string errors;
-        std::chrono::milliseconds took{};
-    };
+    HookRun(const TemporaryDirectory& home, std::string_view event,
+            const std::string& command = "timeout 20 " + hookProgram) {
+        ::setenv("TAMSELL_HOME", home.path().c_str(), 1);
+        const std::string input = m_input.put("event", event).string();
+        m_output.reset(::popen(("<" + input + " 2>&1 " + command).c_str(), "re"));
+    }
 
-    /// @param home TAMSELL_HOME, when it is to be set
-    HookRun(const std::vector<std::string>& command, std::string_view input,
-            const std::optional<std::string>& home);
-    ~HookRun();
-    HookRun(const HookRun&) = delete;
-    HookRun& operator=(const HookRun&) = delete;
+    /// All that it said, errors included, once it has ended, which it always must with 0.
+    [[nodiscard]] std::string output() {
+        std::string text;
+        for (int c = std::getc(m_output.get()); c != EOF; c = std::getc(m_output.get()))
+            text += static_cast<char>(c);
+        EXPECT_EQ(::pclose(m_output.release()), 0);
+        return text;
+    }
 
-    [[nodiscard]] bool isRunning();
-    /// Closes the end of its standard output at which the agent reads.
-    void stopReading() { m_output.reset(); }
-    Outcome wait();
+    /// Expects that it ends without a word, and neither before its 2 seconds nor long after them.
+    void expectToGiveUp() {
+        EXPECT_EQ(output(), "");
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - m_begun;
+        EXPECT_TRUE(took.count() > 1.9 && took.count() < 8) << took.count() << " s";
+    }
 
   private:
-    pid_t m_process = -1;
-    std::optional<int> m_status;
-    std::chrono::steady_clock::time_point m_started = std::chrono::steady_clock::now();
-    hook::Descriptor m_errors;
-    std::optional<hook::Descriptor> m_output;
+    TemporaryDirectory m_input;
+    std::chrono::steady_clock::time_point m_begun = std::chrono::steady_clock::now();
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_output{nullptr, ::pclose};
 };
-
-/// The program under test.
-[[nodiscard]] std::string hookProgram();

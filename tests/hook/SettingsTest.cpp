@@ -1,62 +1,85 @@
 #include "hook/DataDirectory.h"
 
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include "core/ConfigFile.h"
 #include "hook/HookRun.h"
+#include "hook/Message.h"
 
 namespace {
 
 TEST(ConfigPath, isTheChosenOneThenOursThenTheUsers) {
-    const ScratchDirectory scratch;
-    const std::string directory = scratch.path().string();
-    scratch.write("passwd", "root:x:0:0:root:/root:/bin/sh\n"
-                            "x:y:43\n"
-                            "other:x:421:42::/wrong:/bin/sh\n"
-                            "nohome:x:44:44:::/bin/sh\n"
-                            "me:x:42:42:M, E:/home/of me:/bin/sh\n"
-                            "me2:x:42:42::/second:/bin/sh\n"
-                            "last:x:45:45::/no/line/feed");
-    hook::Surroundings surroundings{.chosen = {},
-                                    .executable = directory + "/bin/tamsell-hook",
-                                    .home = "/from/variable",
-                                    .userDatabase = directory + "/passwd",
-                                    .user = 42};
-    EXPECT_EQ(hook::configPath(surroundings), "/home/of me/.tamsell/config.json");
-    surroundings.user = 45;
-    EXPECT_EQ(hook::configPath(surroundings), "/no/line/feed/.tamsell/config.json");
-    for (const uid_t user : {43U, 44U, 4U}) {
+    const TemporaryDirectory scratch;
+    hook::Surroundings surroundings;
+    surroundings.executable = scratch / "bin/tamsell-hook";
+    surroundings.home = "/variable";
+    surroundings.userDatabase = scratch.put(
+        "passwd", "root:x:0:0:root:/root:/bin/sh\nx:y:43\nother:x:421:42::/wrong:/bin/sh\n"
+                  "nohome:x:44:44:::/bin/sh\nme:x:42:42:M, E:/home/of me:/bin/sh\n"
+                  "last:x:45:45::/no/line/feed");
+    const auto pathFor = [&](uid_t user) {
         surroundings.user = user;
-        EXPECT_EQ(hook::configPath(surroundings), "/from/variable/.tamsell/config.json") << user;
-    }
-    scratch.write("bin/config.json", "");
-    EXPECT_EQ(hook::configPath(surroundings), directory + "/bin/config.json");
-    surroundings.chosen = "relative";
-    EXPECT_EQ(hook::configPath(surroundings), "relative/config.json");
+        return hook::configPath(surroundings);
+    };
+    EXPECT_EQ(pathFor(42), "/home/of me/.tamsell/config.json");
+    EXPECT_EQ(pathFor(45), "/no/line/feed/.tamsell/config.json");
+    for (const uid_t user : {43U, 44U, 4U})
+        EXPECT_EQ(pathFor(user), "/variable/.tamsell/config.json") << user;
+    const std::string beside = scratch.put("bin/config.json", "");
+    EXPECT_EQ(pathFor(42), beside);
+    surroundings.chosen = "chosen";
+    EXPECT_EQ(pathFor(42), "chosen/config.json");
     surroundings.chosen = "";
-    EXPECT_EQ(hook::configPath(surroundings), "./config.json");
+    EXPECT_EQ(pathFor(42), "./config.json");
 }
 
 TEST(ReadSettings, namesTheOwnerWhateverTheFileIs) {
-    const ScratchDirectory scratch;
-    const auto read = [&](const char* name) {
-        return hook::readSettings((scratch.path() / name).string(), 42);
+    const TemporaryDirectory scratch;
+    const auto read = [&](std::string_view name) {
+        const hook::Settings settings = hook::readSettings(scratch / name, 4242);
+        return std::pair(settings.config.port, settings.owner);
     };
-    scratch.write("good", R"({"port":9})");
-    EXPECT_EQ(read("good").config.port, 9);
-    EXPECT_EQ(read("good").owner, ::getuid());
-    EXPECT_EQ(read("absent").config.port, 8787);
-    EXPECT_EQ(read("absent").owner, 42U);
-    scratch.write("directory/file", "");
-    ASSERT_EQ(::mkfifo((scratch.path() / "pipe").c_str(), 0600), 0);
-    for (const char* name : {"directory", "pipe"}) {
-        EXPECT_EQ(read(name).config.port, 8787) << name;
-        EXPECT_EQ(read(name).owner, ::getuid()) << name;
-    }
-    scratch.write("large", R"({"port":9})" + std::string(std::size_t{16} << 20, ' '));
-    EXPECT_EQ(read("large").config.port, 8787);
+    scratch.put("good", R"({"port":9})");
+    scratch.put("large", R"({"port":9})" + std::string(ConfigFile::maximumSize, ' '));
+    scratch.put("directory/file", "");
+    ASSERT_EQ(::mkfifo((scratch / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(read("good"), std::pair(9.0, ::getuid()));
+    EXPECT_EQ(read("absent"), std::pair(8787.0, uid_t{4242}));
+    for (const char* name : {"large", "directory", "pipe"})
+        EXPECT_EQ(read(name), std::pair(8787.0, ::getuid())) << name;
+}
+
+// That it agrees with the daemon's own reader on any bytes is for the fuzz target to find.
+TEST(HookConfig, readsTheTwoSettingsOrGivesTheDefaults) {
+    const auto read = [](const std::string& bytes) {
+        const auto config = hook::HookConfig::parse(bytes);
+        return config.host + " " + std::to_string(config.port);
+    };
+    EXPECT_EQ(read(" {\n\"host\" : \"::1\" , \"port\" : -8.787e3 }\n"), "::1 -8787.000000");
+    EXPECT_EQ(read(R"({"port":1,"host":"a","port":2,"host":"b"})"), "b 2.000000");
+    EXPECT_EQ(read(R"({"port":"1","host":1,"a":{"host":"x"},"Port":3})"), "127.0.0.1 8787.000000");
+    // Each of them would move the host but for its fault.
+    EXPECT_EQ(read(R"({"host":"moved","a":1})"), "moved 8787.000000");
+    for (const std::string value :
+         {"01", "1.", "-", "1e", "[1,]", "[1 2]", "{a:1}", "[", "", "1} x", "1}{}", "\"\\x\"",
+          "\"\\u12g4\"", "\"\n\"", "\"\\ud800\"", "\"\xff\"", "\"\xc0\x80\""})
+        EXPECT_EQ(read(R"({"host":"moved","a":)" + value + "}"), read("")) << value;
+}
+
+TEST(Candidates, areLiteralAddressesAndRealPorts) {
+    const auto found = [](const std::string& host, double port) {
+        std::string all;
+        for (const hook::Endpoint& end : hook::candidates(host, port))
+            all += headerOf(hook::requestHead(end, 0, "", ""), "host") + " ";
+        return all;
+    };
+    EXPECT_EQ(found("127.8.9.1", 65535.9), "127.8.9.1:65535 ");
+    EXPECT_EQ(found("localhost", 1), "127.0.0.1:1 [::1]:1 ");
+    EXPECT_EQ(found("0.0.0.0", 1) + found("::ffff:127.0.0.1", 1), "127.0.0.1:1 127.0.0.1:1 ");
+    EXPECT_EQ(found("::", 1), "[::1]:1 127.0.0.1:1 ");
+    EXPECT_EQ(found("fd00::2", 1) + found("127.0.0.1 ", 1) + found("a.org", 1), "[fd00::2]:1 ");
+    for (const double port : {0.9, -1.0, 65536.0, 1e300})
+        EXPECT_EQ(found("127.0.0.1", port), "") << port;
 }
 
 } // namespace
