@@ -1,6 +1,5 @@
 #include "core/AtomicFile.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
@@ -107,30 +106,6 @@ void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> m
         fail(path);
     temporary.release();
     flushDirectory(directory);
-}
-
-std::string read(const fs::path& path) {
-    // Non-blocking, so that a pipe in the file's place does not stop the program.
-    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status {};
-    if (!descriptor.isValid() || ::fstat(descriptor.number(), &status) != 0)
-        fail(path);
-    if (!S_ISREG(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        fail(path);
-    }
-    std::string bytes;
-    bytes.reserve(static_cast<std::size_t>(status.st_size));
-    std::array<char, 65536> chunk;
-    while (true) {
-        const ssize_t got = ::read(descriptor.number(), chunk.data(), chunk.size());
-        if (got < 0 && errno != EINTR)
-            fail(path);
-        if (got == 0)
-            return bytes;
-        if (got > 0)
-            bytes.append(chunk.data(), static_cast<std::size_t>(got));
-    }
 }
 
 } // namespace atomicfile

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include <sys/types.h>
@@ -19,9 +18,5 @@ namespace atomicfile {
 /// @throws std::system_error with the path; the file is then as it was and nothing is left behind
 void write(const std::filesystem::path& path, std::string_view bytes,
            std::optional<mode_t> mode = std::nullopt);
-
-/// The whole file.
-/// @throws std::system_error with the path
-[[nodiscard]] std::string read(const std::filesystem::path& path);
 
 } // namespace atomicfile

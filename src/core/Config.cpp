@@ -6,6 +6,7 @@
 #include "core/AtomicFile.h"
 #include "core/Base64Url.h"
 #include "core/ConfigFile.h"
+#include "core/File.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "crypto/Random.h"
@@ -38,8 +39,8 @@ void importLegacy(const Locations& locations) {
         return;
     fs::create_directories(locations.dataDirectory, error);
     try {
-        atomicfile::write(locations.configFile, atomicfile::read(locations.legacyConfig),
-                          ownerOnly);
+        atomicfile::write(locations.configFile,
+                          file::read(locations.legacyConfig, ConfigFile::maximumSize), ownerOnly);
     } catch (const std::system_error&) {
         // Nothing was written; the defaults serve.
     }
@@ -54,10 +55,10 @@ std::string keepAside(const Locations& locations, const ConfigFile& file, const 
     // All of it may be gone, not only the file.
     fs::create_directories(locations.dataDirectory);
     std::string kept;
-    if (file.state == ConfigFile::State::damaged) {
+    if (file.state == ConfigFile::State::damaged && !file.error) {
         atomicfile::write(beside(".damaged"), file.bytes, ownerOnly);
         kept = "; its content is kept as config.json.damaged";
-    } else if (file.state == ConfigFile::State::unreadable) {
+    } else if (file.state != ConfigFile::State::absent) {
         fs::rename(locations.configFile, beside(".damaged"));
         kept = "; it is kept as config.json.damaged";
     }
@@ -68,10 +69,10 @@ std::string keepAside(const Locations& locations, const ConfigFile& file, const 
     return kept;
 }
 
-std::string_view trouble(ConfigFile::State state) {
-    switch (state) {
+std::string_view trouble(const ConfigFile& file) {
+    switch (file.state) {
     case ConfigFile::State::damaged:
-        return "config.json is not a JSON object";
+        return file.error ? "config.json is too large" : "config.json is not a JSON object";
     case ConfigFile::State::unreadable:
         return "config.json cannot be read";
     case ConfigFile::State::absent:
@@ -163,14 +164,14 @@ Config Config::load(const Locations& locations, const Config* inForce, const Log
         if (lost) {
             const std::string kept = keepAside(locations, file, inForce);
             if (log)
-                log("tamsell: " + std::string(trouble(file.state)) +
-                    ", starting from the defaults" + kept);
+                log("tamsell: " + std::string(trouble(file)) + ", starting from the defaults" +
+                    kept);
         }
         result.save(locations);
     } catch (const std::system_error& error) {
         // What could not be kept is not written over either.
         if (lost && log)
-            log("tamsell: " + std::string(trouble(file.state)) +
+            log("tamsell: " + std::string(trouble(file)) +
                 ", running with the defaults and leaving it alone: " + error.what());
     }
     return result;

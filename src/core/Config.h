@@ -62,7 +62,7 @@ class Config {
     /// and saves a token. Never fails: without a readable object the defaults count.
     ///
     /// It writes, so only the daemon calls it. Before anything replaces a file that could not be
-    /// understood, its bytes are kept as config.json.damaged, and the settings that were in force
+    /// understood, it is kept as config.json.damaged, and the settings that were in force
     /// as config.json.last-good; both are said in one line to `log`.
     ///
     /// @param inForce the settings in force until now, when there are any

@@ -2,16 +2,17 @@
 
 #include <sys/stat.h>
 
-#include "core/AtomicFile.h"
+#include "core/File.h"
 
 ConfigFile ConfigFile::read(const std::filesystem::path& path) {
     try {
-        return parse(atomicfile::read(path));
+        return parse(file::read(path, maximumSize));
     } catch (const std::system_error& error) {
         ConfigFile result;
         const bool absent = error.code() == std::errc::no_such_file_or_directory ||
                             error.code() == std::errc::not_a_directory;
-        result.state = absent ? State::absent : State::unreadable;
+        const bool tooLarge = error.code() == std::errc::file_too_large;
+        result.state = absent ? State::absent : tooLarge ? State::damaged : State::unreadable;
         result.error = error.code();
         return result;
     }

@@ -14,7 +14,8 @@ struct ConfigFile {
     enum class State {
         object,    ///< a JSON object, in `members`
         absent,    ///< no file
-        damaged,   ///< not JSON, or JSON that is no object; the bytes are in `bytes`
+        damaged,   ///< not JSON, or JSON that is no object; the bytes are in `bytes`. Or too large,
+                   ///< as `error` says then, and not read
         unreadable ///< the system's error is in `error`
     };
     /// By what a changed file is told: when it was modified (nanoseconds since 1970), and which one

@@ -8,8 +8,8 @@
 #include <QCoreApplication>
 #include <QTimer>
 
-#include "core/AtomicFile.h"
 #include "core/Clock.h"
+#include "core/File.h"
 #include "crypto/ConstantTime.h"
 #include "daemon/Daemon.h"
 
@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 
 // How long the relay has to report on a test push.
 constexpr auto testPushWait = 2500ms;
+// The page is built into one file, and kept in memory.
+constexpr std::size_t maximumPage = std::size_t{16} << 20;
 
 void respondError(const std::shared_ptr<HTTPConnection>& connection, int status,
                   std::string_view message) {
@@ -90,7 +92,7 @@ bool Routes::isAuthorized(const HTTPRequest& request) const {
 const std::string& Routes::page() {
     if (!m_page) {
         try {
-            m_page = atomicfile::read(m_pageFile);
+            m_page = file::read(m_pageFile, maximumPage);
         } catch (const std::system_error&) {
             m_page = "tamsell";
         }

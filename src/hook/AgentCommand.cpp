@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hook/File.h"
+#include "core/File.h"
 
 namespace hook {
 
@@ -91,13 +91,14 @@ std::string agentCommandLine(const std::string& procDirectory, pid_t parent,
                              std::span<const std::string> ownPaths) {
     for (int skipped = 0;; ++skipped) {
         const std::string directory = procDirectory + '/' + std::to_string(parent);
-        const auto text = readFile(directory + "/cmdline", maximumArguments);
+        const auto text = file::readStart(directory + "/cmdline", maximumArguments);
         if (!text)
             return {};
         const Arguments arguments = split(*text);
         if (skipped == maximumShells || !startedUs(arguments, ownPaths))
             return joined(arguments);
-        const auto above = parentIn(readFile(directory + "/stat", 4096).value_or(std::string()));
+        const auto above =
+            parentIn(file::readStart(directory + "/stat", 4096).value_or(std::string()));
         if (!above || *above <= 0)
             return {};
         parent = *above;

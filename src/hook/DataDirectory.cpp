@@ -10,7 +10,8 @@
 #include <unistd.h>
 
 #include "core/ConfigFile.h"
-#include "hook/File.h"
+#include "core/Descriptor.h"
+#include "core/File.h"
 
 namespace hook {
 
@@ -42,7 +43,7 @@ std::optional<std::string> homeIn(std::string_view line, uid_t user) {
 
 std::string homeDirectory(const Surroundings& surroundings) {
     const std::string database =
-        readFile(surroundings.userDatabase, maximumUserDatabase).value_or(std::string());
+        file::readStart(surroundings.userDatabase, maximumUserDatabase).value_or(std::string());
     for (std::string_view rest = database; !rest.empty();) {
         const std::size_t end = rest.find('\n');
         if (const auto home = homeIn(rest.substr(0, end), surroundings.user))
@@ -92,7 +93,7 @@ Settings readSettings(const std::string& configPath, uid_t user) {
     settings.owner = status.st_uid;
     std::string bytes;
     if (S_ISREG(status.st_mode) &&
-        readAll(file.number(), ConfigFile::maximumSize, bytes) == ReadEnd::whole)
+        file::readAll(file.number(), ConfigFile::maximumSize, bytes) == file::ReadEnd::whole)
         settings.config = HookConfig::parse(bytes);
     return settings;
 }

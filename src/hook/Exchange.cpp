@@ -10,7 +10,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "hook/File.h"
+#include "core/Descriptor.h"
 #include "hook/Message.h"
 #include "hook/PeerOwner.h"
 

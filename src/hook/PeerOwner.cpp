@@ -9,7 +9,7 @@
 #include <linux/sock_diag.h>
 #include <netinet/in.h>
 
-#include "hook/File.h"
+#include "core/Descriptor.h"
 
 namespace hook {
 

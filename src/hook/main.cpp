@@ -13,12 +13,12 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "core/File.h"
 #include "hook/AgentCommand.h"
 #include "hook/DataDirectory.h"
 #include "hook/Endpoint.h"
 #include "hook/Event.h"
 #include "hook/Exchange.h"
-#include "hook/File.h"
 #include "hook/Message.h"
 
 namespace {
@@ -58,7 +58,7 @@ void print(std::string_view text) {
 
 void run(int argumentCount, char** arguments) {
     std::string event;
-    if (hook::readAll(STDIN_FILENO, hook::maximumEvent, event) != hook::ReadEnd::whole)
+    if (file::readAll(STDIN_FILENO, hook::maximumEvent, event) != file::ReadEnd::whole)
         return;
     const auto surroundings = hook::Surroundings::ofThisProcess();
     const auto settings = hook::readSettings(hook::configPath(surroundings), surroundings.user);

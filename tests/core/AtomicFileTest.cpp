@@ -93,20 +93,4 @@ TEST(AtomicFile, AFailureLeavesTheOldBytesAndNothingElse) {
     EXPECT_THAT(namesIn(directory.path()), ElementsAre("directory", "file", "pipe"));
 }
 
-TEST(AtomicFile, ReadsWholeRegularFilesOnly) {
-    const TemporaryDirectory directory;
-    std::string large(300'000, '\0');
-    for (std::size_t i = 0; i < large.size(); ++i)
-        large[i] = static_cast<char>(i * 31);
-    EXPECT_EQ(atomicfile::read(directory.put("large", large)), large);
-    EXPECT_EQ(atomicfile::read(directory.put("empty", "")), "");
-    // Files of the kernel say that they have no bytes.
-    EXPECT_THAT(atomicfile::read("/proc/self/status"), testing::HasSubstr("Pid:"));
-
-    const fs::path pipe = directory / "pipe";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
-    for (const fs::path& path : {pipe, directory.path(), directory / "missing"})
-        EXPECT_THROW((void)atomicfile::read(path), std::system_error) << path;
-}
-
 } // namespace

@@ -207,6 +207,16 @@ TEST_F(ConfigTest, AFileThatIsGoneOrUnreadableLeavesTheSettingsInForceBeside) {
     EXPECT_TRUE(fs::is_fifo(beside(".damaged")));
 }
 
+TEST_F(ConfigTest, AFileTooLargeForSettingsIsMovedAside) {
+    const std::uintmax_t size = ConfigFile::maximumSize + 1;
+    put(R"({"token":"t"})");
+    fs::resize_file(m_locations.configFile, size);
+    const Config config = load();
+    EXPECT_EQ(onDisk(), JSONValue(config.raw));
+    EXPECT_EQ(fs::file_size(beside(".damaged")), size);
+    EXPECT_THAT(m_log, ElementsAre(HasSubstr("too large")));
+}
+
 TEST_F(ConfigTest, WhatCannotBeKeptIsNotWrittenOver) {
     put("{damaged");
     fs::create_directories(beside(".damaged") / "inside");

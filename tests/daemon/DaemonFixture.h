@@ -147,7 +147,7 @@ class DaemonFixture : public testing::Test {
     }
 
     [[nodiscard]] JSONObject savedConfig() const {
-        return *JSONValue::parse(atomicfile::read(m_home.path() / "config.json")).value().object();
+        return *JSONValue::parse(contentOf(m_home.path() / "config.json")).value().object();
     }
 
     /// Moves the file's date on, as an edit a moment later would.

@@ -83,7 +83,7 @@ TEST_F(DaemonTest, WritesOneLogLineAnEvent) {
                                 "x-tamsell-client: mine\r\n";
     EXPECT_EQ(ask("POST", "/hook", body, headers).status, 200);
     EXPECT_EQ(ask("POST", "/hook", body, "x-tamsell-parent: no base64\r\n").status, 200);
-    const std::string log = atomicfile::read(m_home.path() / "logs" / "events.jsonl");
+    const std::string log = contentOf(m_home.path() / "logs" / "events.jsonl");
     ASSERT_EQ(std::ranges::count(log, '\n'), 2);
     JSONObject first = *JSONValue::parse(log.substr(0, log.find('\n'))).value().object();
     EXPECT_GT(first.find("_at")->number(), 1e12);
@@ -240,7 +240,7 @@ TEST_F(DaemonTest, KeepsGoodSettingsThroughAFileThatCannotBeUsed) {
     EXPECT_EQ(responseOn(*sendHook({})).status, 200);
     EXPECT_EQ(m_daemon->config().number("stopWait"), 60);
     EXPECT_NE(m_daemon->config().token(), "secret");
-    EXPECT_EQ(atomicfile::read(m_home.path() / "config.json.damaged"), "{\"stopWait\": 8,");
+    EXPECT_EQ(contentOf(m_home.path() / "config.json.damaged"), "{\"stopWait\": 8,");
     EXPECT_EQ(ConfigFile::read(m_home.path() / "config.json.last-good")
                   .members.find("stopWait")
                   ->number(),

@@ -1,0 +1,71 @@
+#include "core/File.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/Descriptor.h"
+
+namespace file {
+
+ReadEnd readAll(int descriptor, std::size_t limit, std::string& text) {
+    // Most events fit in one piece, and the pages of a larger one would have to be touched first.
+    std::array<char, std::size_t{16} << 10> piece; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    while (text.size() <= limit) {
+        const ssize_t count = ::read(descriptor, piece.data(), piece.size());
+        if (count == 0)
+            return ReadEnd::whole;
+        if (count > 0) {
+            text.append(piece.data(), static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            pollfd wait{.fd = descriptor, .events = POLLIN, .revents = 0};
+            ::poll(&wait, 1, -1);
+        } else if (errno != EINTR) {
+            return ReadEnd::failed;
+        }
+    }
+    return ReadEnd::cut;
+}
+
+std::optional<std::string> readStart(const std::string& path, std::size_t limit) {
+    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!descriptor.isValid() || readAll(descriptor.number(), limit, text) == ReadEnd::failed)
+        return std::nullopt;
+    text.resize(std::min(text.size(), limit));
+    return text;
+}
+
+std::string read(const std::filesystem::path& path, std::size_t limit) {
+    const auto fail = [&](int error) {
+        throw std::system_error(error, std::generic_category(), path.string());
+    };
+    // Non-blocking, so that a pipe in the file's place does not stop the program.
+    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!descriptor.isValid() || ::fstat(descriptor.number(), &status) != 0)
+        fail(errno);
+    if (!S_ISREG(status.st_mode))
+        fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    std::string bytes;
+    bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), limit));
+    switch (readAll(descriptor.number(), limit, bytes)) {
+    case ReadEnd::failed:
+        fail(errno);
+        break;
+    case ReadEnd::cut:
+        fail(EFBIG);
+        break;
+    case ReadEnd::whole:
+        break;
+    }
+    return bytes;
+}
+
+} // namespace file
