@@ -1,17 +1,15 @@
 #include "hook/JSONScanner.h"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
+#include <optional>
 
+#include "core/Decimal.h"
 #include "core/JSONValue.h"
 
 namespace hook {
 
 namespace {
-
-// Without an exponent, so many digits before the point always fit a double.
-constexpr std::size_t safeDigits = 308;
 
 constexpr bool isHighSurrogate(std::uint32_t unit) {
     return unit >= 0xD800 && unit < 0xDC00;
@@ -299,38 +297,18 @@ class Scanner {
         return true;
     }
 
-    std::size_t digits() {
-        const std::size_t first = m_at;
-        while (peek() >= '0' && peek() <= '9')
-            ++m_at;
-        return m_at - first;
-    }
-
     bool number(Member* into) {
-        const std::size_t first = m_at;
-        take('-');
-        const bool leadingZero = peek() == '0';
-        const std::size_t whole = digits();
-        if (whole == 0 || (leadingZero && whole > 1) || (take('.') && digits() == 0))
+        const std::size_t after = m_text.find_first_not_of("+-.0123456789Ee", m_at);
+        const std::string_view token = m_text.substr(m_at, std::min(after, m_text.size()) - m_at);
+        const std::optional<double> read = decimal::parse(token);
+        if (!read)
             return false;
-        const bool hasExponent = peek() == 'e' || peek() == 'E';
-        if (hasExponent) {
-            ++m_at;
-            if (!take('+'))
-                take('-');
-            if (digits() == 0)
-                return false;
-        }
-        if (!into && !hasExponent && whole <= safeDigits)
-            return true;
-        // This program never leaves the C locale, so the point is a point.
-        const double read =
-            std::strtod(std::string(m_text.substr(first, m_at - first)).c_str(), nullptr);
         if (into) {
             into->type = Member::Type::number;
-            into->number = read;
+            into->number = *read;
         }
-        return std::isfinite(read);
+        m_at += token.size();
+        return true;
     }
 
     std::string_view m_text;
