@@ -21,7 +21,7 @@ class DeadlineTimer::Implementation {
     QSocketNotifier notifier;
 };
 
-DeadlineTimer::DeadlineTimer(QObject* parent) : QObject(parent) {
+DeadlineTimer::DeadlineTimer() {
     const int descriptor = ::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC);
     if (descriptor < 0)
         throw std::system_error(errno, std::generic_category(), "no timer");

@@ -16,7 +16,7 @@ class DeadlineTimer final : public QObject {
     using Moment = std::chrono::nanoseconds;
 
     /// @throws std::system_error when the system has no timer to give
-    explicit DeadlineTimer(QObject* parent = nullptr);
+    DeadlineTimer();
     ~DeadlineTimer() override;
 
     [[nodiscard]] static Moment now();

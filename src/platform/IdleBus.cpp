@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <string_view>
 
@@ -9,12 +10,12 @@
 
 namespace {
 
-/// What is queued on our connection is the greeting and late replies; more comes from a bus that
-/// floods us.
+// What is queued on our connection is the greeting and late replies; more comes from a bus that
+// floods us.
 constexpr int staleMessagesPerCall = 64;
 
-/// As sd-bus counts: 0 once the deadline has passed, which its calls take for "do not wait".
-std::uint64_t microsecondsUntil(IdleBus::Deadline deadline) {
+// As sd-bus counts: 0 once the deadline has passed, which its calls take for "do not wait".
+std::uint64_t microsecondsUntil(idle::Deadline deadline) {
     const auto left =
         std::chrono::ceil<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
     return left.count() > 0 ? static_cast<std::uint64_t>(left.count()) : 0;
@@ -34,7 +35,7 @@ std::string unixEntries(std::string_view address) {
     return result;
 }
 
-/// As values in D-Bus addresses are escaped.
+// As values in D-Bus addresses are escaped.
 std::string escaped(std::string_view path) {
     constexpr std::string_view plain = "-_/.\\*";
     constexpr std::string_view digits = "0123456789abcdef";
@@ -81,7 +82,7 @@ std::string IdleBus::systemAddress(const EnvironmentLookup& environment) {
     return "unix:path=/run/dbus/system_bus_socket";
 }
 
-IdleBus::Reply IdleBus::call(const Method& method, Deadline deadline, const char* argument) {
+IdleBus::Reply IdleBus::call(const Method& method, idle::Deadline deadline, const char* argument) {
     if (!m_bus && !open(deadline))
         return nullptr;
     int result = 1;
@@ -117,7 +118,7 @@ IdleBus::Reply IdleBus::call(const Method& method, Deadline deadline, const char
     return Reply(result < 0 ? nullptr : reply);
 }
 
-bool IdleBus::open(Deadline deadline) {
+bool IdleBus::open(idle::Deadline deadline) {
     if (m_address.empty() || sd_bus_new(&m_bus) < 0)
         return false;
     int result = sd_bus_set_address(m_bus, m_address.c_str());

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 
 #include "core/Locations.h"
+#include "platform/IdleSource.h"
 
 struct sd_bus;
 struct sd_bus_message;
@@ -14,8 +14,6 @@ struct sd_bus_message;
 /// opens it again.
 class IdleBus {
   public:
-    using Deadline = std::chrono::steady_clock::time_point;
-
     struct Method {
         const char* service;
         const char* path;
@@ -44,11 +42,11 @@ class IdleBus {
     /// Never starts a service that is not running.
     /// @param argument the one string the method takes, or null for a method without arguments
     /// @returns null when there is no reply by the deadline, or an error
-    [[nodiscard]] Reply call(const Method& method, Deadline deadline,
+    [[nodiscard]] Reply call(const Method& method, idle::Deadline deadline,
                              const char* argument = nullptr);
 
   private:
-    [[nodiscard]] bool open(Deadline deadline);
+    [[nodiscard]] bool open(idle::Deadline deadline);
     void close();
 
     std::string m_address;

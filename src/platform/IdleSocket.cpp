@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -23,7 +24,7 @@ Descriptor idlesocket::connectTo(const std::filesystem::path& path) {
     return result;
 }
 
-bool idlesocket::waitReadable(int descriptor, Deadline deadline) {
+bool idlesocket::waitReadable(int descriptor, idle::Deadline deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());

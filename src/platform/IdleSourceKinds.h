@@ -17,9 +17,6 @@ class IdleBus;
 namespace idle {
 
 using WallClock = std::function<std::chrono::system_clock::time_point()>;
-using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
-
-constexpr std::chrono::milliseconds callBound{100};
 
 /// org.gnome.Mutter.IdleMonitor on the session bus.
 [[nodiscard]] std::unique_ptr<IdleSource> mutterIdleSource(std::shared_ptr<IdleBus> sessionBus);

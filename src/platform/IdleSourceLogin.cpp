@@ -15,12 +15,11 @@ namespace {
 
 constexpr const char* service = "org.freedesktop.login1";
 
-/// Sessions beyond these are not asked about: every one costs a round trip.
+// Sessions beyond these are not asked about: every one costs a round trip.
 constexpr std::size_t mostSessions = 16;
 constexpr auto remoteAskedEvery = 10s;
-constexpr auto leftAloneFor = 1min;
 
-/// What of a session's properties matters here.
+// What of a session's properties matters here.
 struct Session {
     std::string type;
     std::string sessionClass;
@@ -38,7 +37,7 @@ struct Session {
     [[nodiscard]] bool tellsIdleness() const { return idleSince > 0 && (isIdle || !isGraphical()); }
 };
 
-/// @returns false when the message has another shape
+// @returns false when the message has another shape
 bool readText(sd_bus_message* message, std::string& text) {
     const char* value = nullptr;
     if (sd_bus_message_read(message, "v", "s", &value) < 0)
@@ -88,7 +87,7 @@ std::optional<Session> readSession(sd_bus_message* message) {
     return session;
 }
 
-/// The object paths of the user's sessions; nothing when the message has another shape.
+// The object paths of the user's sessions; nothing when the message has another shape.
 std::optional<std::vector<std::string>> readPaths(sd_bus_message* message, std::uint32_t userId) {
     if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "(susso)") < 0)
         return std::nullopt;

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The draft and KDE differ in the path too.
+// The draft and KDE differ in the path too.
 constexpr const char* paths[] = {"/org/freedesktop/ScreenSaver", "/ScreenSaver"};
 
 class ScreenSaverIdleSource final : public IdleSource {

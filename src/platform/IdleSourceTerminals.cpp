@@ -20,13 +20,13 @@ bool isNumber(std::string_view text) {
            std::ranges::all_of(text, [](char each) { return each >= '0' && each <= '9'; });
 }
 
-/// Not "ptmx": reading there is reading output.
+// Not "ptmx": reading there is reading output.
 bool isPseudoTerminal(std::string_view name) {
     return isNumber(name);
 }
 
-/// Not "tty" itself, which stands for each process's own, and not what the kernel calls tty for
-/// want of a better word, such as ttyUSB0: devices write there, not people.
+// Not "tty" itself, which stands for each process's own, and not what the kernel calls tty for
+// want of a better word, such as ttyUSB0: devices write there, not people.
 bool isConsole(std::string_view name) {
     return (name.starts_with("tty") && isNumber(name.substr(3))) ||
            (name.starts_with("ttyS") && isNumber(name.substr(4)));
@@ -52,10 +52,10 @@ class TerminalsIdleSource final : public IdleSource {
 
   private:
     void scan(const std::filesystem::path& path, bool (*isTerminal)(std::string_view)) {
-        const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(path.c_str()), closedir);
+        const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), ::closedir);
         if (!directory)
             return;
-        while (const dirent* entry = readdir(directory.get())) {
+        while (const dirent* entry = ::readdir(directory.get())) {
             struct stat status {};
             if (!isTerminal(entry->d_name) ||
                 fstatat(dirfd(directory.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||

@@ -14,11 +14,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// After so long without input the compositor tells. Short, because what is shorter counts as 0;
-/// not shorter, because each pause in the typing makes two messages.
+// After so long without input the compositor tells. Short, because what is shorter counts as 0;
+// not shorter, because each pause in the typing makes two messages.
 constexpr std::chrono::milliseconds toldAfter = 1s;
 
-/// One group of input devices.
+// One group of input devices.
 struct Seat {
     std::uint32_t globalName = 0;
     wl_seat* seat = nullptr;
@@ -37,7 +37,7 @@ struct Seat {
     }
 };
 
-/// One connection to a compositor and what was bound on it.
+// One connection to a compositor and what was bound on it.
 class Connection {
   public:
     explicit Connection(const idle::SteadyClock& now) : m_now(now) {}
@@ -54,8 +54,8 @@ class Connection {
             wl_display_disconnect(m_display);
     }
 
-    /// @returns false when there is no compositor, or none that tells of idleness
-    [[nodiscard]] bool open(const std::filesystem::path& socket, idlesocket::Deadline deadline) {
+    // @returns false when there is no compositor, or none that tells of idleness
+    [[nodiscard]] bool open(const std::filesystem::path& socket, idle::Deadline deadline) {
         Descriptor descriptor = idlesocket::connectTo(socket);
         if (!descriptor.isValid())
             return false;
@@ -78,10 +78,10 @@ class Connection {
         return hearAllGlobals(deadline) && m_notifier && watchSeats();
     }
 
-    /// Takes what has arrived, without waiting.
-    /// @returns false when the connection is gone
-    [[nodiscard]] bool update(idlesocket::Deadline deadline) {
-        constexpr idlesocket::Deadline atOnce{};
+    // Takes what has arrived, without waiting.
+    // @returns false when the connection is gone
+    [[nodiscard]] bool update(idle::Deadline deadline) {
+        constexpr idle::Deadline atOnce{};
         bool more = true;
         while (more && std::chrono::steady_clock::now() < deadline)
             if (!dispatch(atOnce, more))
@@ -89,7 +89,7 @@ class Connection {
         return watchSeats();
     }
 
-    /// Nothing when there are no input devices.
+    // Nothing when there are no input devices.
     [[nodiscard]] std::optional<std::chrono::milliseconds> idleFor() const {
         std::optional<std::chrono::milliseconds> result;
         for (const auto& seat : m_seats) {
@@ -121,7 +121,7 @@ class Connection {
         std::erase_if(m_seats, [&](const auto& seat) { return seat->globalName == name; });
     }
 
-    /// Asks for notifications of the seats that have none yet.
+    // Asks for notifications of the seats that have none yet.
     [[nodiscard]] bool watchSeats() {
         static constexpr ext_idle_notification_v1_listener listener{
             .idled =
@@ -143,8 +143,8 @@ class Connection {
         return wl_display_flush(m_display) >= 0;
     }
 
-    /// Waits for the reply to a request that comes behind all globals.
-    [[nodiscard]] bool hearAllGlobals(idlesocket::Deadline deadline) {
+    // Waits for the reply to a request that comes behind all globals.
+    [[nodiscard]] bool hearAllGlobals(idle::Deadline deadline) {
         bool done = false;
         static constexpr wl_callback_listener listener{
             .done = [](void* flag, wl_callback*, std::uint32_t) {
@@ -159,10 +159,10 @@ class Connection {
         return done;
     }
 
-    /// Reads once, waiting until the deadline for something to come, and handles it.
-    /// @param more set to whether something came
-    /// @returns false when the connection is gone
-    [[nodiscard]] bool dispatch(idlesocket::Deadline deadline, bool& more) {
+    // Reads once, waiting until the deadline for something to come, and handles it.
+    // @param more set to whether something came
+    // @returns false when the connection is gone
+    [[nodiscard]] bool dispatch(idle::Deadline deadline, bool& more) {
         while (wl_display_prepare_read(m_display) != 0)
             if (wl_display_dispatch_pending(m_display) < 0)
                 return false;

@@ -17,7 +17,7 @@ struct Free {
     void operator()(void* allocated) const { std::free(allocated); }
 };
 
-/// The number of a display on this computer (":0", "unix:1.0"); nothing for others.
+// The number of a display on this computer (":0", "unix:1.0"); nothing for others.
 std::optional<int> localDisplay(const std::string& display) {
     char* host = nullptr;
     int number = 0;
@@ -31,9 +31,9 @@ std::optional<int> localDisplay(const std::string& display) {
     return number;
 }
 
-/// Whether the server answers a connection's first bytes. That we show no authority does not
-/// matter: a refusal is an answer.
-bool answersProbe(int display, idlesocket::Deadline deadline) {
+// Whether the server answers a connection's first bytes. That we show no authority does not
+// matter: a refusal is an answer.
+bool answersProbe(int display, idle::Deadline deadline) {
     const Descriptor socket = idlesocket::connectTo("/tmp/.X11-unix/X" + std::to_string(display));
     if (!socket.isValid())
         return false;
@@ -62,7 +62,7 @@ class X11IdleSource final : public IdleSource {
     }
 
   private:
-    [[nodiscard]] bool connect(idlesocket::Deadline deadline) {
+    [[nodiscard]] bool connect(idle::Deadline deadline) {
         const auto number = localDisplay(m_display);
         if (!number || !answersProbe(*number, deadline))
             return false;
@@ -79,9 +79,9 @@ class X11IdleSource final : public IdleSource {
         return hasExtension(deadline);
     }
 
-    /// XCB waits without a bound for what it learns of an extension, but only when that has not
-    /// arrived. Replies come in order: behind the reply to a later request it has.
-    [[nodiscard]] bool hasExtension(idlesocket::Deadline deadline) {
+    // XCB waits without a bound for what it learns of an extension, but only when that has not
+    // arrived. Replies come in order: behind the reply to a later request it has.
+    [[nodiscard]] bool hasExtension(idle::Deadline deadline) {
         xcb_prefetch_extension_data(m_connection, &xcb_screensaver_id);
         const auto later = xcb_get_input_focus(m_connection);
         if (!reply(later.sequence, deadline))
@@ -90,7 +90,7 @@ class X11IdleSource final : public IdleSource {
         return extension && extension->present != 0;
     }
 
-    [[nodiscard]] std::optional<std::chrono::milliseconds> query(idlesocket::Deadline deadline) {
+    [[nodiscard]] std::optional<std::chrono::milliseconds> query(idle::Deadline deadline) {
         const auto request = xcb_screensaver_query_info(m_connection, m_root);
         const auto answer = reply(request.sequence, deadline);
         if (!answer)
@@ -100,9 +100,9 @@ class X11IdleSource final : public IdleSource {
                 ->ms_since_user_input);
     }
 
-    /// Null when there is none by the deadline, or an error.
+    // Null when there is none by the deadline, or an error.
     [[nodiscard]] std::unique_ptr<void, Free> reply(unsigned int sequence,
-                                                    idlesocket::Deadline deadline) {
+                                                    idle::Deadline deadline) {
         if (xcb_flush(m_connection) <= 0)
             return nullptr;
         for (;;) {
@@ -119,7 +119,7 @@ class X11IdleSource final : public IdleSource {
         }
     }
 
-    /// Every client is told of a changed keyboard, wanted or not; XCB keeps it until it is taken.
+    // Every client is told of a changed keyboard, wanted or not; XCB keeps it until it is taken.
     void discardEvents() {
         while (const std::unique_ptr<xcb_generic_event_t, Free> event{
             xcb_poll_for_queued_event(m_connection)}) {

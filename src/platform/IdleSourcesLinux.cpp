@@ -8,7 +8,7 @@
 #include "platform/IdleSourceKinds.h"
 
 IdleSources idleSourcesOfSystem(const EnvironmentLookup& environment) {
-    return idleSourcesOf({.environment = environment, .userId = getuid()});
+    return idleSourcesOf({.environment = environment, .userId = ::getuid()});
 }
 
 IdleSources idleSourcesOf(const IdleSurroundings& surroundings) {

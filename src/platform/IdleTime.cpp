@@ -2,25 +2,25 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-/// Below this a source says "just now".
+// Below this a source says "just now".
 constexpr auto recent = 2s;
-/// Nobody types for so long without pausing at any reading; a source that says so is stuck.
+// Nobody types for so long without pausing at any reading; a source that says so is stuck.
 constexpr auto stuckAfter = 10min;
-/// Readings further apart than this do not show what the source said in between.
+// Readings further apart than this do not show what the source said in between.
 constexpr auto unwatchedAfter = 30s;
-constexpr auto leftAloneFor = 1min;
 constexpr auto forgivenFor = 1s;
 constexpr auto sharedFor = 20ms;
 
 } // namespace
 
-/// A source and what is known of it from earlier readings.
+// A source and what is known of it from earlier readings.
 struct IdleTime::Watched {
     explicit Watched(std::unique_ptr<IdleSource> watched) : source(std::move(watched)) {}
 
@@ -28,43 +28,43 @@ struct IdleTime::Watched {
     TimePoint notBefore = TimePoint::min();
     std::optional<std::chrono::milliseconds> lastValue;
     TimePoint lastAt;
-    bool forgiven = false;
+    bool isForgiven = false;
     std::optional<TimePoint> recentSince;
-    bool stuck = false;
+    bool isStuck = false;
 
     void answered(std::chrono::milliseconds value, TimePoint now) {
         if (value >= recent) {
             recentSince.reset();
-            stuck = false;
+            isStuck = false;
         } else {
             if (!recentSince || now - lastAt > unwatchedAfter)
                 recentSince = now;
-            stuck = stuck || now - *recentSince >= stuckAfter;
+            isStuck = isStuck || now - *recentSince >= stuckAfter;
         }
         lastValue = value;
         lastAt = now;
-        forgiven = false;
+        isForgiven = false;
     }
 
     void failed(TimePoint now) {
-        if (lastValue && !forgiven && now - lastAt <= unwatchedAfter) {
-            forgiven = true;
+        if (lastValue && !isForgiven && now - lastAt <= unwatchedAfter) {
+            isForgiven = true;
             notBefore = now + forgivenFor;
             return;
         }
-        forgiven = false;
+        isForgiven = false;
         lastValue.reset();
-        notBefore = now + leftAloneFor;
+        notBefore = now + idle::leftAloneFor;
     }
 };
 
 struct IdleTime::Answer {
     std::string_view name;
     std::chrono::milliseconds value{};
-    bool stuck = false;
+    bool isStuck = false;
 };
 
-IdleTime::IdleTime(IdleSources sources, SteadyClock now)
+IdleTime::IdleTime(IdleSources sources, idle::SteadyClock now)
     : m_terminalsCount(std::move(sources.terminalsCount)), m_now(std::move(now)) {
     for (auto& source : sources.desktop)
         m_desktop.emplace_back(std::move(source));
@@ -87,7 +87,7 @@ std::chrono::milliseconds IdleTime::readAll() {
     for (auto& watched : m_desktop) {
         if (const auto answer = ask(watched)) {
             answers.push_back(*answer);
-            if (!answer->stuck)
+            if (!answer->isStuck)
                 break;
         }
     }
@@ -96,8 +96,8 @@ std::chrono::milliseconds IdleTime::readAll() {
             if (const auto answer = ask(watched))
                 answers.push_back(*answer);
     }
-    if (std::ranges::any_of(answers, [](const Answer& each) { return !each.stuck; }))
-        std::erase_if(answers, [](const Answer& each) { return each.stuck; });
+    if (std::ranges::any_of(answers, [](const Answer& each) { return !each.isStuck; }))
+        std::erase_if(answers, [](const Answer& each) { return each.isStuck; });
 
     std::string name;
     for (const auto& answer : answers) {
@@ -123,7 +123,7 @@ std::optional<IdleTime::Answer> IdleTime::ask(Watched& watched) {
     if (!watched.lastValue)
         return std::nullopt;
     const auto since = std::chrono::floor<std::chrono::milliseconds>(m_now() - watched.lastAt);
-    return Answer{watched.source->name(), *watched.lastValue + since, watched.stuck};
+    return Answer{watched.source->name(), *watched.lastValue + since, watched.isStuck};
 }
 
 void IdleTime::setSourceName(std::string name) {

@@ -1,24 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/IdleSource.h"
-
-/// What an IdleTime reads, best source first.
-struct IdleSources {
-    /// What watches the input devices of a desktop. The first that answers speaks for all of them.
-    std::vector<std::unique_ptr<IdleSource>> desktop;
-    /// What sees a user who types at a terminal, perhaps from another computer.
-    std::vector<std::unique_ptr<IdleSource>> terminal;
-    /// Whether the terminal sources count at the moment; asked at each reading.
-    std::function<bool()> terminalsCount;
-};
+#include "platform/IdleSources.h"
 
 /// The time since the user's last input: the smallest of what the believed sources say.
 ///
@@ -33,11 +22,10 @@ struct IdleSources {
 /// For the main thread only.
 class IdleTime {
   public:
-    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
     /// Takes the new sourceName().
     using SourceCallback = std::function<void(const std::string& name)>;
 
-    explicit IdleTime(IdleSources sources, SteadyClock now = std::chrono::steady_clock::now);
+    explicit IdleTime(IdleSources sources, idle::SteadyClock now = std::chrono::steady_clock::now);
     ~IdleTime();
 
     /// 0 where no source answers. One reading serves every call of the 20 ms after it, so that
@@ -67,7 +55,7 @@ class IdleTime {
     std::vector<Watched> m_desktop;
     std::vector<Watched> m_terminal;
     std::function<bool()> m_terminalsCount;
-    SteadyClock m_now;
+    idle::SteadyClock m_now;
     SourceCallback m_sourceChanged;
     std::string m_sourceName;
     bool m_hasRead = false;

@@ -9,11 +9,11 @@ namespace {
 using Seconds = std::chrono::duration<double>;
 
 constexpr Seconds provenAfter = 10s;
-/// So many readings have to fit: two that are far apart may fit by chance.
+// So many readings have to fit: two that are far apart may fit by chance.
 constexpr int provenBy = 4;
-/// Readings closer together say nothing: a count of seconds has not moved yet.
+// Readings closer together say nothing: a count of seconds has not moved yet.
 constexpr Seconds telling = 1s;
-/// A count beyond any uptime is no count; it is also far from overflowing the conversion.
+// A count beyond any uptime is no count; it is also far from overflowing the conversion.
 constexpr std::uint64_t largest = 100ull * 366 * 24 * 3600 * 1000;
 
 } // namespace
@@ -23,7 +23,7 @@ std::chrono::milliseconds IdleUnit::duration(std::uint64_t count,
     count = std::min(count, largest);
     learn({count, now});
     const std::chrono::milliseconds result(static_cast<std::int64_t>(count));
-    return m_seconds ? result * 1000 : result;
+    return m_countsSeconds ? result * 1000 : result;
 }
 
 void IdleUnit::learn(const Reading& reading) {
@@ -40,11 +40,11 @@ void IdleUnit::learn(const Reading& reading) {
         const bool fits = growth >= 0 && growthInAll >= 1 && growthInAll - inAll.count() <= 1 &&
                           inAll.count() - growthInAll <= 1;
         if (growth > 100 * step.count())
-            m_seconds = false;
+            m_countsSeconds = false;
         if (fits) {
             m_last = reading;
             if (++m_readings >= provenBy && inAll >= provenAfter)
-                m_seconds = true;
+                m_countsSeconds = true;
             return;
         }
     }

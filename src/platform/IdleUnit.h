@@ -25,7 +25,7 @@ class IdleUnit {
 
     void learn(const Reading& reading);
 
-    bool m_seconds = false;
+    bool m_countsSeconds = false;
     /// Where a run of readings began that all fit a count of seconds, and its newest one.
     std::optional<Reading> m_first;
     std::optional<Reading> m_last;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -33,7 +34,7 @@ std::uint32_t toReadiness(std::uint32_t events) {
 
 class SocketPoller::Implementation : public std::enable_shared_from_this<Implementation> {
   public:
-    Implementation() : m_set(epoll_create1(EPOLL_CLOEXEC)) {
+    Implementation() : m_set(::epoll_create1(EPOLL_CLOEXEC)) {
         if (!m_set.isValid())
             throw lastError("epoll_create1");
         m_notifier = std::make_unique<QSocketNotifier>(m_set.number(), QSocketNotifier::Read);
@@ -59,12 +60,12 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
         if (Entry* const entry = find(descriptor)) {
             entry->isWatched = false;
             // Closing alone would leave the socket in the set while a forked child still has it.
-            epoll_ctl(m_set.number(), EPOLL_CTL_DEL, descriptor, nullptr);
+            ::epoll_ctl(m_set.number(), EPOLL_CTL_DEL, descriptor, nullptr);
             m_entries[static_cast<std::size_t>(descriptor)].reset();
         }
     }
 
-    /// Ends all delivery, also that of the events of the present turn.
+    // Ends all delivery, also that of the events of the present turn.
     void close() {
         m_isClosed = true;
         m_notifier.reset();
@@ -87,14 +88,14 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
         event.events = toEvents(interest);
         event.data.u64 =
             std::uint64_t{entry.ticket} << 32U | static_cast<std::uint32_t>(descriptor);
-        if (epoll_ctl(m_set.number(), operation, descriptor, &event) != 0)
+        if (::epoll_ctl(m_set.number(), operation, descriptor, &event) != 0)
             throw lastError("epoll_ctl");
     }
 
     void deliver() {
         const auto self = shared_from_this();
         std::array<epoll_event, eventsPerTurn> events{};
-        const int count = epoll_wait(m_set.number(), events.data(), eventsPerTurn, 0);
+        const int count = ::epoll_wait(m_set.number(), events.data(), eventsPerTurn, 0);
         for (int i = 0; i < count && !m_isClosed; ++i) {
             const epoll_event& event = events[static_cast<std::size_t>(i)];
             const auto index = static_cast<std::size_t>(event.data.u64 & 0xFFFF'FFFFU);
@@ -103,7 +104,7 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
                 index < m_entries.size() ? m_entries[index] : nullptr;
             // An earlier callback of this turn may have removed the socket, and another may have
             // got its number since.
-            if (entry != nullptr && entry->ticket == ticket && entry->isWatched)
+            if (entry && entry->ticket == ticket && entry->isWatched)
                 entry->callback(toReadiness(event.events));
         }
     }
@@ -115,8 +116,7 @@ class SocketPoller::Implementation : public std::enable_shared_from_this<Impleme
     bool m_isClosed = false;
 };
 
-SocketPoller::SocketPoller(QObject* parent)
-    : QObject(parent), m_implementation(std::make_shared<Implementation>()) {}
+SocketPoller::SocketPoller() : m_implementation(std::make_shared<Implementation>()) {}
 
 SocketPoller::~SocketPoller() {
     m_implementation->close();

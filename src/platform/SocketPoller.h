@@ -4,8 +4,6 @@
 #include <functional>
 #include <memory>
 
-#include <QObject>
-
 /// Tells when sockets become ready, on Qt's event loop, at a cost that does not grow with how many
 /// sockets merely wait: the loop sees one descriptor, whatever the number of sockets behind it.
 ///
@@ -13,9 +11,7 @@
 /// One turn of the loop delivers at most `eventsPerTurn` events, so that timers and the interface
 /// stay live. A callback may add, change or remove any socket, its own included, and may destroy
 /// the poller.
-class SocketPoller final : public QObject {
-    Q_OBJECT
-
+class SocketPoller final {
   public:
     enum Readiness : std::uint32_t { readable = 1, writable = 2, failed = 4 };
     using Callback = std::function<void(std::uint32_t readiness)>;
@@ -23,8 +19,10 @@ class SocketPoller final : public QObject {
     static constexpr int eventsPerTurn = 64;
 
     /// @throws std::system_error when the system has no poller to give
-    explicit SocketPoller(QObject* parent = nullptr);
-    ~SocketPoller() override;
+    SocketPoller();
+    SocketPoller(const SocketPoller&) = delete;
+    SocketPoller& operator=(const SocketPoller&) = delete;
+    ~SocketPoller();
 
     /// @param interest readable, writable, both or none; `failed` (an error, or both directions
     ///        ended) is always delivered

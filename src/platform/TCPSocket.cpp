@@ -19,7 +19,7 @@ std::system_error lastError(const char* what) {
 }
 
 void setOption(const Descriptor& socket, int level, int option, int value) {
-    if (setsockopt(socket.number(), level, option, &value, sizeof value) != 0)
+    if (::setsockopt(socket.number(), level, option, &value, sizeof value) != 0)
         throw lastError("setsockopt");
 }
 
@@ -51,13 +51,13 @@ std::optional<Address> Address::parse(std::string_view literal, std::uint16_t po
     if (text.find('\0') != std::string::npos)
         return std::nullopt;
     sockaddr_in v4{};
-    if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
+    if (::inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
         v4.sin_family = AF_INET;
         v4.sin_port = htons(port);
         return from(v4);
     }
     sockaddr_in6 v6{};
-    if (inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
+    if (::inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
         v6.sin6_family = AF_INET6;
         v6.sin6_port = htons(port);
         return from(v6);
@@ -86,8 +86,8 @@ std::uint16_t Address::port() const {
 }
 
 Descriptor listenOn(const Address& address) {
-    Descriptor listener(
-        socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+    Descriptor listener(::socket(address.storage.ss_family,
+                                 SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
     if (!listener.isValid())
         throw lastError("socket");
     // Connections of an earlier run that still fade out don't hold the port.
@@ -95,9 +95,9 @@ Descriptor listenOn(const Address& address) {
     if (address.storage.ss_family == AF_INET6)
         setOption(listener, IPPROTO_IPV6, IPV6_V6ONLY, 0);
     const auto* const name = reinterpret_cast<const sockaddr*>(&address.storage);
-    if (bind(listener.number(), name, address.size) != 0)
+    if (::bind(listener.number(), name, address.size) != 0)
         throw lastError("bind");
-    if (listen(listener.number(), acceptQueueLength) != 0)
+    if (::listen(listener.number(), acceptQueueLength) != 0)
         throw lastError("listen");
     return listener;
 }
@@ -105,8 +105,8 @@ Descriptor listenOn(const Address& address) {
 Address localAddress(const Descriptor& socket) {
     Address address;
     address.size = sizeof address.storage;
-    if (getsockname(socket.number(), reinterpret_cast<sockaddr*>(&address.storage),
-                    &address.size) != 0)
+    if (::getsockname(socket.number(), reinterpret_cast<sockaddr*>(&address.storage),
+                      &address.size) != 0)
         throw lastError("getsockname");
     return address;
 }
@@ -115,8 +115,8 @@ std::optional<Accepted> accept(const Descriptor& listener, std::error_code& erro
     Accepted accepted;
     accepted.peer.size = sizeof accepted.peer.storage;
     accepted.socket =
-        Descriptor(accept4(listener.number(), reinterpret_cast<sockaddr*>(&accepted.peer.storage),
-                           &accepted.peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        Descriptor(::accept4(listener.number(), reinterpret_cast<sockaddr*>(&accepted.peer.storage),
+                             &accepted.peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!accepted.socket.isValid()) {
         error = {errno, std::system_category()};
         return std::nullopt;
@@ -124,7 +124,7 @@ std::optional<Accepted> accept(const Descriptor& listener, std::error_code& erro
     error.clear();
     // A peer that is gone already refuses options; reading from it will tell.
     const int on = 1;
-    setsockopt(accepted.socket.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(accepted.socket.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return accepted;
 }
 

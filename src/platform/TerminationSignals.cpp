@@ -38,7 +38,7 @@ class TerminationSignals::Implementation {
     QSocketNotifier notifier;
 };
 
-TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent) {
+TerminationSignals::TerminationSignals() {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::system_error(errno, std::generic_category(), "no pipe for signals");

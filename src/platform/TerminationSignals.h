@@ -11,7 +11,7 @@ class TerminationSignals final : public QObject {
 
   public:
     /// @throws std::system_error
-    explicit TerminationSignals(QObject* parent = nullptr);
+    TerminationSignals();
     /// Puts the default actions back.
     ~TerminationSignals() override;
 

@@ -10,6 +10,7 @@
 #include "platform/IdleBus.h"
 #include "platform/IdleSourceKinds.h"
 #include "platform/IdleSources.h"
+#include "platform/IdleTime.h"
 #include "support/FakeEnvironment.h"
 #include "support/TemporaryDirectory.h"
 
