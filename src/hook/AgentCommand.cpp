@@ -21,8 +21,8 @@ constexpr std::array<std::string_view, 11> shells{"sh",  "dash", "bash", "zsh", 
 
 using Arguments = std::vector<std::string_view>;
 
-/// Those of a process's cmdline file, where each one ends with a NUL. A program that gave itself
-/// a title leaves more of them at the end.
+// Those of a process's cmdline file, where each one ends with a NUL. A program that gave itself
+// a title leaves more of them at the end.
 Arguments split(std::string_view text) {
     Arguments arguments;
     text = text.substr(0, text.find_last_not_of('\0') + 1);
@@ -34,7 +34,7 @@ Arguments split(std::string_view text) {
     return arguments;
 }
 
-/// The name of a program in argv[0], where a login shell has a "-" before it.
+// The name of a program in argv[0], where a login shell has a "-" before it.
 std::string_view baseName(std::string_view program) {
     program = program.substr(program.rfind('/') + 1);
     return program.substr(program.starts_with('-') ? 1 : 0);
@@ -44,7 +44,8 @@ bool isShell(std::string_view name) {
     return std::ranges::find(shells, name) != shells.end();
 }
 
-bool startedUs(std::span<const std::string_view> arguments, std::span<const std::string> ownPaths) {
+bool isShellAroundUs(std::span<const std::string_view> arguments,
+                     std::span<const std::string> ownPaths) {
     if (arguments.size() > 1 && baseName(arguments[0]) == "busybox")
         arguments = arguments.subspan(1);
     if (arguments.size() < 3 || !isShell(baseName(arguments[0])))
@@ -73,8 +74,8 @@ std::string joined(const Arguments& arguments) {
     return line;
 }
 
-/// The fourth field of a process's stat file. The second, its name in parentheses, may itself hold
-/// any character.
+// The fourth field of a process's stat file. The second, its name in parentheses, may itself hold
+// any character.
 std::optional<pid_t> parentIn(std::string_view stat) {
     const std::size_t name = stat.rfind(") ");
     if (name == std::string_view::npos || stat.size() < name + 4)
@@ -95,7 +96,7 @@ std::string agentCommandLine(const std::string& procDirectory, pid_t parent,
         if (!text)
             return {};
         const Arguments arguments = split(*text);
-        if (skipped == maximumShells || !startedUs(arguments, ownPaths))
+        if (skipped == maximumShells || !isShellAroundUs(arguments, ownPaths))
             return joined(arguments);
         const auto above =
             parentIn(file::readStart(directory + "/stat", 4096).value_or(std::string()));

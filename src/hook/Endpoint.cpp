@@ -17,7 +17,7 @@ constexpr std::array<std::uint8_t, 16> loopback6{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0
 constexpr std::array<std::uint8_t, 16> any{};
 constexpr std::array<std::uint8_t, 12> mappedPrefix{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
 
-/// The literal address, or false. An IPv4 address in IPv6 clothes is an IPv4 address.
+// The literal address, or false. An IPv4 address in IPv6 clothes is an IPv4 address.
 bool readLiteral(const std::string& host, Endpoint& into) {
     if (host.find('\0') != std::string::npos)
         return false;

@@ -22,11 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience{2};
 
-/// When to give up.
+// When to give up.
 using Deadline = Clock::time_point;
 constexpr Deadline never = Deadline::max();
 
-/// Waits for the socket. False when the deadline has passed or nobody reads `output` any more.
+// Waits for the socket. False when the deadline has passed or nobody reads `output` any more.
 bool await(int socket, short events, Deadline deadline, int output) {
     for (;;) {
         int milliseconds = -1;
@@ -47,7 +47,7 @@ bool await(int socket, short events, Deadline deadline, int output) {
     }
 }
 
-/// A connection to that endpoint; without a descriptor when there is none by the deadline.
+// A connection to that endpoint; without a descriptor when there is none by the deadline.
 Descriptor connectTo(const Endpoint& endpoint, Deadline deadline) {
     Descriptor socket(
         ::socket(endpoint.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));

@@ -26,7 +26,7 @@ int hexValue(char c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-/// The four digits at that place, which are known to be hexadecimal.
+// The four digits at that place, which are known to be hexadecimal.
 std::uint32_t unitAt(std::string_view text, std::size_t at) {
     std::uint32_t unit = 0;
     for (const char digit : text.substr(at, 4))
@@ -72,7 +72,7 @@ char shortEscape(char letter) {
     }
 }
 
-/// The text of a string that has been validated.
+// The text of a string that has been validated.
 std::string unescaped(std::string_view raw) {
     std::string out;
     out.reserve(raw.size());
@@ -114,7 +114,7 @@ class Scanner {
     }
 
   private:
-    /// NUL at the end: it is valid nowhere outside of a string, and not inside either.
+    // NUL at the end: it is valid nowhere outside of a string, and not inside either.
     [[nodiscard]] char peek(std::size_t ahead = 0) const {
         return m_at + ahead < m_text.size() ? m_text[m_at + ahead] : '\0';
     }
@@ -267,8 +267,8 @@ class Scanner {
         return true;
     }
 
-    /// One well-formed sequence (Unicode 3.9, table 3-7): the lead decides what the second byte
-    /// may be, which is what keeps out overlong forms, surrogates and points beyond U+10FFFF.
+    // One well-formed sequence (Unicode 3.9, table 3-7): the lead decides what the second byte
+    // may be, which is what keeps out overlong forms, surrogates and points beyond U+10FFFF.
     bool multibyte() {
         const unsigned char lead = byte(0);
         unsigned char low = 0x80;

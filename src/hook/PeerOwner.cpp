@@ -30,11 +30,11 @@ class SocketQuery {
   public:
     SocketQuery() : m_socket(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)) {}
 
-    /// About the socket that has `own` as its own end and is connected to `peer`, or, without one,
-    /// about the one that listens there.
-    ///
-    /// The kernel looks IPv4 addresses up among the sockets of both families, so this finds the
-    /// IPv6 socket through which a daemon on "::" serves 127.0.0.1.
+    // About the socket that has `own` as its own end and is connected to `peer`, or, without one,
+    // about the one that listens there.
+    //
+    // The kernel looks IPv4 addresses up among the sockets of both families, so this finds the
+    // IPv6 socket through which a daemon on "::" serves 127.0.0.1.
     [[nodiscard]] Answer ask(const Endpoint& own, const Endpoint& peer) const {
         Question question{};
         question.header.nlmsg_len = sizeof question;

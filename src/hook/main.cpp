@@ -15,16 +15,16 @@
 
 #include "core/File.h"
 #include "hook/AgentCommand.h"
-#include "hook/DataDirectory.h"
 #include "hook/Endpoint.h"
 #include "hook/Event.h"
 #include "hook/Exchange.h"
 #include "hook/Message.h"
+#include "hook/Settings.h"
 
 namespace {
 
-/// Without this a socket could get the number of a standard descriptor that the agent closed, and
-/// the reply would be written into it.
+// Without this a socket could get the number of a standard descriptor that the agent closed, and
+// the reply would be written into it.
 void occupyStandardDescriptors() {
     for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
         if (::fcntl(number, F_GETFD) < 0)
@@ -32,7 +32,7 @@ void occupyStandardDescriptors() {
     }
 }
 
-/// The name after the last "--client". Other arguments mean nothing.
+// The name after the last "--client". Other arguments mean nothing.
 std::string_view clientIn(int count, char** arguments) {
     std::string_view client;
     for (int i = 1; i + 1 < count; ++i) {

@@ -1,4 +1,4 @@
-#include "hook/DataDirectory.h"
+#include "hook/Settings.h"
 
 #include <sys/stat.h>
 

@@ -1,4 +1,4 @@
-#include "hook/DataDirectory.h"
+#include "hook/Settings.h"
 
 #include <array>
 #include <charconv>
@@ -25,7 +25,7 @@ std::optional<std::string> variable(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-/// The sixth field of the line whose third is the user: name:password:uid:gid:comment:home:shell.
+// The sixth field of the line whose third is the user: name:password:uid:gid:comment:home:shell.
 std::optional<std::string> homeIn(std::string_view line, uid_t user) {
     std::array<std::string_view, 6> fields;
     for (std::string_view& field : fields) {
