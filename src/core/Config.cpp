@@ -159,7 +159,7 @@ Config Config::load(const Locations& locations, const Config* inForce, const Log
 
     result.raw.set("token", freshToken());
     const bool lost = file.state != ConfigFile::State::object &&
-                      (file.state != ConfigFile::State::absent || inForce != nullptr);
+                      (file.state != ConfigFile::State::absent || inForce);
     try {
         if (lost) {
             const std::string kept = keepAside(locations, file, inForce);

@@ -6,11 +6,11 @@
 
 namespace ondemand = simdjson::ondemand;
 
-/// Reads one document after another, keeping its buffers between them.
-///
-/// On-Demand validates only what is walked, so everything is walked, and it does not bound the
-/// depth, so this does. Numbers are read from their text: the parser's own are wrong for some, and
-/// its integers end at 64 bits.
+// Reads one document after another, keeping its buffers between them.
+//
+// On-Demand validates only what is walked, so everything is walked, and it does not bound the
+// depth, so this does. Numbers are read from their text: the parser's own are wrong for some, and
+// its integers end at 64 bits.
 class JSONReader {
   public:
     std::optional<JSONValue> read(std::string_view text) {

@@ -17,7 +17,7 @@ fs::path homeDirectory() {
     std::vector<char> buffer(4096);
     passwd entry{};
     passwd* found = nullptr;
-    while (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+    while (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
            buffer.size() < (std::size_t{1} << 20))
         buffer.resize(buffer.size() * 2);
     if (found && found->pw_dir && *found->pw_dir)

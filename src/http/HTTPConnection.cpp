@@ -57,10 +57,10 @@ bool wouldBlock(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
-/// Whether the system may wait with a last incomplete segment for what follows at once.
+// Whether the system may wait with a last incomplete segment for what follows at once.
 enum class Follows { nothing, shutdown };
 
-/// How many bytes the system took from the front of the queue, or -1 with errno set.
+// How many bytes the system took from the front of the queue, or -1 with errno set.
 ssize_t sendFront(const Descriptor& socket, const SendQueue& queue, Follows follows) {
     std::array<std::string_view, piecesPerWrite> pieces;
     std::array<iovec, piecesPerWrite> vectors{};
@@ -72,8 +72,8 @@ ssize_t sendFront(const Descriptor& socket, const SendQueue& queue, Follows foll
         vectors[i] = {const_cast<char*>(pieces[i].data()), pieces[i].size()};
     }
     // A peer that is gone is an error here, not a signal that ends the program.
-    return sendmsg(socket.number(), &message,
-                   MSG_NOSIGNAL | (follows == Follows::shutdown ? MSG_MORE : 0));
+    return ::sendmsg(socket.number(), &message,
+                     MSG_NOSIGNAL | (follows == Follows::shutdown ? MSG_MORE : 0));
 }
 
 } // namespace
@@ -113,7 +113,7 @@ void HTTPConnection::ready(std::uint32_t readiness) {
 
 void HTTPConnection::read() {
     const std::span<char> buffer = m_owner->readBuffer();
-    const ssize_t count = recv(m_socket.number(), buffer.data(), buffer.size(), 0);
+    const ssize_t count = ::recv(m_socket.number(), buffer.data(), buffer.size(), 0);
     if (count > 0)
         received({buffer.data(), static_cast<std::size_t>(count)});
     else if (count == 0)
@@ -259,7 +259,7 @@ void HTTPConnection::close() {
 void HTTPConnection::drain() {
     m_phase = Phase::draining;
     m_drainDeadline = std::chrono::steady_clock::now() + drainTime;
-    shutdown(m_socket.number(), SHUT_WR);
+    ::shutdown(m_socket.number(), SHUT_WR);
     m_owner->drains(*this);
 }
 
@@ -270,7 +270,7 @@ void HTTPConnection::endDraining() {
     // What has arrived already must not cut off the response after all.
     const std::span<char> buffer = m_owner->readBuffer();
     while (m_drainedBytes <= drainBytes) {
-        const ssize_t count = recv(m_socket.number(), buffer.data(), buffer.size(), 0);
+        const ssize_t count = ::recv(m_socket.number(), buffer.data(), buffer.size(), 0);
         if (count <= 0)
             break;
         m_drainedBytes += static_cast<std::size_t>(count);

@@ -5,7 +5,7 @@
 JSONObject HTTPRequest::jsonObject() const {
     auto value = JSONValue::parse(body);
     JSONObject* const object = value ? value->object() : nullptr;
-    return object != nullptr ? std::move(*object) : JSONObject();
+    return object ? std::move(*object) : JSONObject();
 }
 
 const std::string* HTTPRequest::header(std::string_view name) const {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 

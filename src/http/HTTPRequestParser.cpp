@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view headerEnd = "\r\n\r\n";
 
-/// The next word at `rest`'s front, empty when there is none.
+// The next word at `rest`'s front, empty when there is none.
 std::string_view takeWord(std::string_view& rest) {
     rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
     const auto word = rest.substr(0, rest.find(' '));
@@ -30,7 +30,7 @@ std::string_view takeLine(std::string_view& rest) {
     return line;
 }
 
-/// Field names are ASCII (RFC 9110 section 5.1), so no other letters are looked for.
+// Field names are ASCII (RFC 9110 section 5.1), so no other letters are looked for.
 std::string lowerCased(std::string_view name) {
     std::string result(name);
     for (char& c : result)
@@ -45,9 +45,9 @@ std::string_view trimmed(std::string_view value) {
     return value.substr(0, value.find_last_not_of(blanks) + 1);
 }
 
-/// A length that a 64-bit number cannot hold counts as 0 as well.
+// A length that a 64-bit number cannot hold counts as 0 as well.
 std::size_t bodyLength(const std::string* text) {
-    if (text == nullptr)
+    if (!text)
         return 0;
     std::string_view digits = *text;
     if (digits.starts_with('+')) {

@@ -43,7 +43,7 @@ struct Endpoint {
     std::uint16_t port = 0;
 };
 
-/// @throws Failure
+// @throws Failure
 Endpoint endpoint(const std::string& host, double configuredPort) {
     const double wholePort = std::trunc(configuredPort);
     // Written so that NaN fails as well.
@@ -72,7 +72,7 @@ Endpoint endpoint(const std::string& host, double configuredPort) {
     return result;
 }
 
-/// @throws Failure
+// @throws Failure
 Descriptor listener(const std::string& host, const Endpoint& endpoint) {
     std::error_code error;
     for (const tcp::Address& address : endpoint.addresses) {
@@ -99,7 +99,7 @@ bool isLoopbackHost(std::string_view host) {
 
 } // namespace
 
-/// Kept alive by whatever runs within it, so that callbacks may destroy the server.
+// Kept alive by whatever runs within it, so that callbacks may destroy the server.
 class HTTPServer::Implementation final : public std::enable_shared_from_this<Implementation>,
                                          private HTTPConnection::Owner {
   public:
@@ -172,7 +172,7 @@ void HTTPServer::Implementation::start(const std::string& host, double port, Sta
     m_isLocalOnly = isLoopbackHost(host);
     std::optional<Failure> failure;
     try {
-        if (m_poller == nullptr)
+        if (!m_poller)
             m_poller = std::make_unique<SocketPoller>();
         m_listener = listener(host, endpoint(host, port));
         m_port = tcp::localAddress(m_listener).port();

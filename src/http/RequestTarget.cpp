@@ -28,8 +28,8 @@ std::optional<unsigned> hexDigit(char c) {
     return std::nullopt;
 }
 
-/// The decoded text; nothing when it holds anything but unreserved characters, sub-delimiters, the
-/// characters of `alsoAllowed` and escapes, or when it decodes to something else than UTF-8.
+// The decoded text; nothing when it holds anything but unreserved characters, sub-delimiters, the
+// characters of `alsoAllowed` and escapes, or when it decodes to something else than UTF-8.
 std::optional<std::string> decoded(std::string_view text, std::string_view alsoAllowed) {
     std::string result;
     result.reserve(text.size());
@@ -87,7 +87,7 @@ bool isAuthority(std::string_view text) {
            (port.front() == ':' && std::all_of(port.begin() + 1, port.end(), isDigit));
 }
 
-/// Cuts off and gives back what stands before the first of `delimiters`, or everything.
+// Cuts off and gives back what stands before the first of `delimiters`, or everything.
 std::string_view takeUntil(std::string_view& rest, std::string_view delimiters) {
     const auto end = std::min(rest.find_first_of(delimiters), rest.size());
     const auto part = rest.substr(0, end);

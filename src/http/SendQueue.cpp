@@ -10,7 +10,7 @@ void SendQueue::append(std::string bytes) {
 }
 
 void SendQueue::appendState(std::shared_ptr<const std::string> record) {
-    if (record == nullptr || record->empty())
+    if (!record || record->empty())
         return;
     if (m_unsentBytes + record->size() > limit) {
         auto next = m_records.begin();
