@@ -84,8 +84,13 @@ std::vector<Endpoint> candidates(const std::string& host, double port) {
     Endpoint literal{.family = AF_INET, .address = {}, .port = here4.port};
     if (!readLiteral(host, literal))
         return {};
-    if (literal.address != any)
+    const bool isLoopback = literal.family == AF_INET ? literal.address[0] == loopback4[0]
+                                                      : literal.address == loopback6;
+    if (isLoopback)
         return {literal};
+    // The daemon serves no hook of another computer, and an event is nobody else's business.
+    if (literal.address != any)
+        return {};
     if (literal.family == AF_INET)
         return {here4};
     return {here6, here4};

@@ -23,7 +23,7 @@ class ReplyReader {
     enum class Progress { incomplete, complete, refused };
 
     /// The daemon's largest reply is an agent's own input with a few words added.
-    static constexpr std::size_t maximumBody = std::size_t{16} << 20;
+    static constexpr std::size_t maximumBody = std::size_t{96} << 20;
     /// The daemon's head has less than 200 bytes.
     static constexpr std::size_t maximumHead = std::size_t{64} << 10;
 

@@ -26,9 +26,23 @@ struct Answer {
     bool hasInode = false; ///< a file, that is: somebody has accepted it, or listens on it
 };
 
+// Whether the system does not answer such questions at all, rather than not now: short of
+// descriptors or memory, nothing is known, and nothing may be said.
+bool isRefusal(int error) {
+    return error == EPERM || error == EACCES || error == EPROTONOSUPPORT || error == EAFNOSUPPORT ||
+           error == EOPNOTSUPP || error == ENOSYS || error == EINVAL || error == ECONNREFUSED;
+}
+
+Answer failure(int error) {
+    return {.knowledge =
+                isRefusal(error) ? PeerOwner::Knowledge::refused : PeerOwner::Knowledge::unknown};
+}
+
 class SocketQuery {
   public:
-    SocketQuery() : m_socket(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)) {}
+    SocketQuery()
+        : m_socket(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)),
+          m_error(errno) {}
 
     // About the socket that has `own` as its own end and is connected to `peer`, or, without one,
     // about the one that listens there.
@@ -50,11 +64,13 @@ class SocketQuery {
         std::memcpy(id.idiag_dst, peer.address.data(), sizeof id.idiag_dst);
         id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
 
+        if (!m_socket.isValid())
+            return failure(m_error);
         sockaddr_nl kernel{};
         kernel.nl_family = AF_NETLINK;
         if (::sendto(m_socket.number(), &question, sizeof question, 0,
                      reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) < 0)
-            return {};
+            return failure(errno);
         return answer();
     }
 
@@ -67,15 +83,17 @@ class SocketQuery {
         const ssize_t length = ::recvfrom(m_socket.number(), buffer, sizeof buffer, MSG_DONTWAIT,
                                           reinterpret_cast<sockaddr*>(&sender), &senderLength);
         nlmsghdr header{};
+        if (length < 0)
+            return failure(errno);
         if (length < static_cast<ssize_t>(sizeof header) || sender.nl_pid != 0)
-            return {};
+            return {.knowledge = PeerOwner::Knowledge::unknown};
         std::memcpy(&header, buffer, sizeof header);
         const std::size_t payload = static_cast<std::size_t>(length) - sizeof header;
         if (header.nlmsg_type == NLMSG_ERROR && payload >= sizeof(nlmsgerr)) {
             nlmsgerr error{};
             std::memcpy(&error, buffer + sizeof header, sizeof error);
-            return {.knowledge = error.error == -ENOENT ? PeerOwner::Knowledge::nobody
-                                                        : PeerOwner::Knowledge::refused};
+            return error.error == -ENOENT ? Answer{.knowledge = PeerOwner::Knowledge::nobody}
+                                          : failure(-error.error);
         }
         if (header.nlmsg_type != SOCK_DIAG_BY_FAMILY || payload < sizeof(inet_diag_msg))
             return {};
@@ -87,6 +105,7 @@ class SocketQuery {
     }
 
     Descriptor m_socket;
+    int m_error; // Why there is no socket.
 };
 
 } // namespace

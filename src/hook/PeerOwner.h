@@ -9,9 +9,10 @@ namespace hook {
 /// Which user of this machine owns the other end of a connection.
 struct PeerOwner {
     enum class Knowledge {
-        known,  ///< `user` it is
-        nobody, ///< nobody on this machine has such an end
-        refused ///< the system does not answer such questions here
+        known,   ///< `user` it is
+        nobody,  ///< nobody on this machine has such an end
+        unknown, ///< it could not be asked now
+        refused  ///< the system does not answer such questions here
     };
     Knowledge knowledge = Knowledge::refused;
     uid_t user = 0;

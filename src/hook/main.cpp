@@ -85,7 +85,9 @@ void run(int argumentCount, char** arguments) {
 
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN); // An agent that stopped listening is no reason for an exit code.
+    // An agent that stopped listening, or a limit on its files, is no reason for an exit code.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         run(argc, argv);
     } catch (...) { // NOLINT(bugprone-empty-catch): out of memory, and there is nobody to tell

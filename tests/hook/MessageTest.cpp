@@ -21,7 +21,7 @@ TEST(ReplyReader, readsAReplyHoweverItIsCut) {
 TEST(ReplyReader, refusesWhatIsNoCountedSuccess) {
     for (const std::string head :
          {"403 Forbidden\r\ncontent-length: 1", "2000 OK\r\ncontent-length: 1", "200 OK",
-          "200 OK\r\ncontent-length: +1", "200 OK\r\ncontent-length: 16777217",
+          "200 OK\r\ncontent-length: +1", "200 OK\r\ncontent-length: 100663297",
           "200 OK\r\ncontent-length: 1\r\ncontent-length: 12",
           "200 OK\r\ncontent-length: 1\r\nTransfer-Encoding: chunked",
           "200 OK\r\nno colon\r\ncontent-length: 1"})
