@@ -10,6 +10,10 @@
 
 /// One parsed HTTP/1.1 request (RFC 9112), built once by the parser.
 struct HTTPRequest {
+    /// Header fields beyond these are not kept: no agent or browser sends as many, and reading
+    /// megabytes of them would keep everybody else waiting.
+    static constexpr std::size_t maximumFields = 1000;
+
     std::string method;                                      ///< exactly as sent
     std::string path = "/";                                  ///< percent-decoded, without the query
     std::map<std::string, std::string, std::less<>> query;   ///< percent-decoded; the last wins

@@ -111,7 +111,7 @@ void HTTPRequestParser::readHeader(std::string_view block) {
         m_request.path = std::move(parsed->path);
         m_request.query = std::move(parsed->query);
     }
-    while (!block.empty()) {
+    while (!block.empty() && m_request.headers.size() < HTTPRequest::maximumFields) {
         const auto line = takeLine(block);
         const auto colon = line.find(':');
         if (colon != std::string_view::npos) {

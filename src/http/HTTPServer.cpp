@@ -67,7 +67,7 @@ Endpoint endpoint(const std::string& host, double configuredPort) {
     if (result.addresses.empty()) {
         throw Failure{Failure::Kind::other, 0,
                       "\"host\" must be an IP address or \"localhost\", not \"" +
-                          text::visible(host) + "\""};
+                          text::visible(text::prefix(host, 100)) + "\""};
     }
     return result;
 }

@@ -95,6 +95,9 @@ std::string_view takeUntil(std::string_view& rest, std::string_view delimiters) 
     return part;
 }
 
+// Nobody asks for more, and reading a megabyte of them would keep everybody else waiting.
+constexpr std::size_t maximumItems = 1000;
+
 bool readQuery(std::string_view text, RequestTarget& target) {
     while (true) {
         const auto item = takeUntil(text, "&");
@@ -104,6 +107,8 @@ bool readQuery(std::string_view text, RequestTarget& target) {
         if (!name || !value)
             return false;
         target.query.insert_or_assign(std::move(*name), std::move(*value));
+        if (target.query.size() > maximumItems)
+            return false;
         if (text.empty())
             return true;
         text.remove_prefix(1);
