@@ -3,8 +3,17 @@
 #include <algorithm>
 
 #include "core/Base64.h"
+#include "crypto/SecretBytes.h"
 
 namespace base64url {
+
+namespace {
+
+void scrubText(std::string& text) {
+    scrub({reinterpret_cast<std::uint8_t*>(text.data()), text.size()});
+}
+
+} // namespace
 
 std::string encode(std::span<const std::uint8_t> bytes) {
     std::string text = base64::encode({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
@@ -22,10 +31,15 @@ std::optional<std::vector<std::uint8_t>> decode(std::string_view text) {
     std::ranges::replace(standard, '_', '/');
     while (standard.size() % 4 != 0)
         standard += '=';
-    const auto bytes = base64::decode(standard);
-    if (!bytes)
-        return std::nullopt;
-    return std::vector<std::uint8_t>(bytes->begin(), bytes->end());
+    auto bytes = base64::decode(standard);
+    std::optional<std::vector<std::uint8_t>> result;
+    if (bytes)
+        result.emplace(bytes->begin(), bytes->end());
+    // Most of what is decoded is a key.
+    scrubText(standard);
+    if (bytes)
+        scrubText(*bytes);
+    return result;
 }
 
 } // namespace base64url

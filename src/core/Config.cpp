@@ -3,6 +3,8 @@
 #include <cassert>
 #include <system_error>
 
+#include <sys/stat.h>
+
 #include "core/AtomicFile.h"
 #include "core/Base64Url.h"
 #include "core/ConfigFile.h"
@@ -46,6 +48,14 @@ void importLegacy(const Locations& locations) {
     }
 }
 
+// The file holds the access token and the relay's secrets, whoever made it.
+void tighten(const fs::path& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+        (status.st_mode & 07777 & ~ownerOnly) != 0)
+        ::chmod(file.c_str(), ownerOnly);
+}
+
 // Puts aside what the save that follows would destroy.
 // @throws std::system_error when it cannot be kept
 std::string keepAside(const Locations& locations, const ConfigFile& file, const Config* inForce) {
@@ -59,7 +69,8 @@ std::string keepAside(const Locations& locations, const ConfigFile& file, const 
         atomicfile::write(beside(".damaged"), file.bytes, ownerOnly);
         kept = "; its content is kept as config.json.damaged";
     } else if (file.state != ConfigFile::State::absent) {
-        fs::rename(locations.configFile, beside(".damaged"));
+        // What a link names, so that the link stays.
+        fs::rename(fs::canonical(locations.configFile), beside(".damaged"));
         kept = "; it is kept as config.json.damaged";
     }
     if (inForce) {
@@ -72,7 +83,8 @@ std::string keepAside(const Locations& locations, const ConfigFile& file, const 
 std::string_view trouble(const ConfigFile& file) {
     switch (file.state) {
     case ConfigFile::State::damaged:
-        return file.error ? "config.json is too large" : "config.json is not a JSON object";
+        return file.error ? "config.json is no file of settings"
+                          : "config.json is not a JSON object";
     case ConfigFile::State::unreadable:
         return "config.json cannot be read";
     case ConfigFile::State::absent:
@@ -150,9 +162,18 @@ Config Config::over(const JSONObject& members) {
     return result;
 }
 
-Config Config::load(const Locations& locations, const Config* inForce, const LogSink& log) {
+ConfigFile Config::read(const Locations& locations) {
     importLegacy(locations);
-    const ConfigFile file = ConfigFile::read(locations.configFile);
+    return ConfigFile::read(locations.configFile);
+}
+
+Config Config::load(const Locations& locations, const Config* inForce, const LogSink& log) {
+    return settle(read(locations), locations, inForce, log);
+}
+
+Config Config::settle(const ConfigFile& file, const Locations& locations, const Config* inForce,
+                      const LogSink& log) {
+    tighten(locations.configFile);
     Config result = over(file.members);
     if (!result.token().empty())
         return result;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/ConfigFile.h"
 #include "core/JSONValue.h"
 #include "core/Locations.h"
 #include "core/Log.h"
@@ -68,6 +69,11 @@ class Config {
     /// @param inForce the settings in force until now, when there are any
     [[nodiscard]] static Config load(const Locations& locations, const Config* inForce = nullptr,
                                      const LogSink& log = {});
+    /// The two halves of `load`: what lies in the file, imported if need be, and the settings made
+    /// of that.
+    [[nodiscard]] static ConfigFile read(const Locations& locations);
+    [[nodiscard]] static Config settle(const ConfigFile& file, const Locations& locations,
+                                       const Config* inForce, const LogSink& log);
     /// Pretty, sorted, with a final line feed, mode 0600, replaced atomically.
     /// @throws std::system_error
     void save(const Locations& locations) const;

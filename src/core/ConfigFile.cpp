@@ -4,16 +4,33 @@
 
 #include "core/File.h"
 
+namespace {
+
+// What the system may be short of, or a person may be about to change, for a moment.
+bool mayPass(const std::error_code& error) {
+    for (const std::errc passing :
+         {std::errc::too_many_files_open, std::errc::too_many_files_open_in_system,
+          std::errc::not_enough_memory, std::errc::io_error, std::errc::interrupted,
+          std::errc::permission_denied, std::errc::operation_not_permitted}) {
+        if (error == passing)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 ConfigFile ConfigFile::read(const std::filesystem::path& path) {
     try {
         return parse(file::read(path, maximumSize));
     } catch (const std::system_error& error) {
         ConfigFile result;
-        const bool absent = error.code() == std::errc::no_such_file_or_directory ||
-                            error.code() == std::errc::not_a_directory;
-        const bool tooLarge = error.code() == std::errc::file_too_large;
-        result.state = absent ? State::absent : tooLarge ? State::damaged : State::unreadable;
         result.error = error.code();
+        const bool isAbsent = error.code() == std::errc::no_such_file_or_directory ||
+                              error.code() == std::errc::not_a_directory;
+        result.state = isAbsent                ? State::absent
+                       : mayPass(error.code()) ? State::unreadable
+                                               : State::damaged;
         return result;
     }
 }

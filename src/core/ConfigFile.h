@@ -12,11 +12,11 @@
 /// What lies at the place of config.json, read without changing anything.
 struct ConfigFile {
     enum class State {
-        object,    ///< a JSON object, in `members`
-        absent,    ///< no file
-        damaged,   ///< not JSON, or JSON that is no object; the bytes are in `bytes`. Or too large,
-                   ///< as `error` says then, and not read
-        unreadable ///< the system's error is in `error`
+        object,  ///< a JSON object, in `members`
+        absent,  ///< no file
+        damaged, ///< not JSON, or JSON that is no object; the bytes are in `bytes`. Or too large or
+                 ///< no regular file, as `error` says then, and not read
+        unreadable ///< for a reason that may pass, the system's error in `error`
     };
     /// By what a changed file is told: when it was modified (nanoseconds since 1970), and which one
     /// of what size it is, since two changes within a few milliseconds can have one date.

@@ -13,7 +13,8 @@ namespace ondemand = simdjson::ondemand;
 // its integers end at 64 bits.
 class JSONReader {
   public:
-    std::optional<JSONValue> read(std::string_view text) {
+    std::optional<JSONValue> read(std::string_view text, std::size_t maximumValues) {
+        m_valuesLeft = maximumValues;
         const std::size_t first = text.find_first_not_of(" \t\r\n");
         if (first == std::string_view::npos)
             return std::nullopt;
@@ -51,8 +52,9 @@ class JSONReader {
 
     bool readValue(ondemand::value& from, int depth, JSONValue& into) {
         ondemand::json_type type{};
-        if (from.type().get(type))
+        if (m_valuesLeft == 0 || from.type().get(type))
             return false;
+        --m_valuesLeft;
         switch (type) {
         case ondemand::json_type::object:
             return depth < json::maximumDepth && readObject(from, depth + 1, into);
@@ -138,6 +140,7 @@ class JSONReader {
         return true;
     }
 
+    std::size_t m_valuesLeft = 0;
     ondemand::parser m_parser;
     std::string m_padded; // The text, with the padding that the parser may read beyond it.
     // Stacks of what the containers being read hold so far, so that each container is allocated
@@ -146,11 +149,11 @@ class JSONReader {
     std::vector<JSONValue> m_elements;
 };
 
-std::optional<JSONValue> JSONValue::parse(std::string_view text) {
+std::optional<JSONValue> JSONValue::parse(std::string_view text, std::size_t maximumValues) {
     // A document beyond this is rare; the memory that reading it took is given back.
     constexpr std::size_t largeDocument = std::size_t{64} << 10;
     if (text.size() > largeDocument)
-        return JSONReader().read(text);
+        return JSONReader().read(text, maximumValues);
     thread_local JSONReader reader;
-    return reader.read(text);
+    return reader.read(text, maximumValues);
 }

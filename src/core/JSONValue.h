@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -104,7 +105,10 @@ class JSONValue {
 
     /// Reads one JSON text. Nothing when it is not valid JSON in valid UTF-8, when a number is
     /// beyond a double, or when it nests deeper than `json::maximumDepth`.
-    [[nodiscard]] static std::optional<JSONValue> parse(std::string_view text);
+    /// @param maximumValues a text with more values in it is refused, too
+    [[nodiscard]] static std::optional<JSONValue>
+    parse(std::string_view text,
+          std::size_t maximumValues = std::numeric_limits<std::size_t>::max());
 
     [[nodiscard]] Type type() const { return static_cast<Type>(m_value.index()); }
     [[nodiscard]] bool isNull() const { return type() == Type::null; }

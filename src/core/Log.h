@@ -10,7 +10,7 @@ using LogSink = std::function<void(std::string_view message)>;
 namespace logging {
 
 /// The line that stands for a message: the time in ISO 8601 (UTC), a space, the message with
-/// everything made visible that could forge a line or hide text, a line feed.
+/// everything made visible that could forge a line or hide text, a line feed. Cut at 4 KiB.
 [[nodiscard]] std::string line(double millisecondsSince1970, std::string_view message);
 
 /// Writes that line to standard output with one write. Errors are ignored, since there is nowhere

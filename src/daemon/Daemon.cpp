@@ -26,7 +26,7 @@ constexpr auto inviteMargin = 5s;
 
 Daemon::Daemon(Environment environment)
     : m_environment(std::move(environment)),
-      m_config(Config::load(m_environment.locations, nullptr, m_environment.log)),
+      m_config(m_environment.locations, m_environment.log),
       m_eventsLog(m_environment.locations.eventsLog),
       m_deadlines([this](const std::string& id) { finish(id, nullptr); }),
       m_routes(std::make_unique<Routes>(*this, m_environment.page)) {
@@ -47,6 +47,7 @@ void Daemon::start() {
     m_eventsLog.prepare();
     wireRelay();
     reloadConfigIfChanged();
+    refreshAway();
     startServer();
     m_tick.start(tickInterval);
 }
@@ -78,7 +79,7 @@ void Daemon::wireRelay() {
 void Daemon::startServer() {
     setServerState({ServerState::Phase::starting, {}});
     m_server.start(
-        m_config.host(), m_config.number("port"),
+        config().host(), config().number("port"),
         [this](const std::optional<HTTPServer::Failure>& failure) { serverChanged(failure); },
         [this](const HTTPRequest& request, const std::shared_ptr<HTTPConnection>& connection) {
             m_routes->route(request, connection);
@@ -95,7 +96,7 @@ void Daemon::restartServer() {
 void Daemon::serverChanged(const std::optional<HTTPServer::Failure>& failure) {
     if (!failure) {
         setServerState({ServerState::Phase::listening, {}});
-        log("tamsell listening on " + m_config.host() + ":" +
+        log("tamsell listening on " + config().host() + ":" +
             std::to_string(m_server.port().value_or(0)));
     } else if (failure->kind == HTTPServer::Failure::Kind::portInUse) {
         const std::string port = std::to_string(failure->port);
@@ -116,47 +117,21 @@ void Daemon::setServerState(ServerState state) {
 
 void Daemon::syncRelay() {
     const bool runs = m_serverState.phase == ServerState::Phase::listening;
-    m_environment.relay->update(runs ? m_config.relay() : std::nullopt);
+    m_environment.relay->update(runs ? config().relay() : std::nullopt);
 }
 
 // The configuration.
 
-void Daemon::updateConfig(const std::function<void(Config&)>& change) {
-    // What somebody wrote into the file a moment ago is not to be written over.
-    reloadConfigIfChanged();
-    Config next = m_config;
-    change(next);
-    try {
-        next.save(m_environment.locations);
-    } catch (const std::exception& error) {
-        log("tamsell: cannot save config: " + std::string(error.what()));
-    }
-    m_config = std::move(next);
-    m_configStamp = ConfigFile::stamp(m_environment.locations.configFile);
+void Daemon::updateConfig(const LiveConfig::Change& change) {
+    m_config.update(change);
     syncRelay();
     refreshAway();
     publish();
 }
 
 bool Daemon::reloadConfigIfChanged() {
-    const auto& file = m_environment.locations.configFile;
-    const auto stamp = ConfigFile::stamp(file);
-    if (stamp == m_configStamp)
+    if (!m_config.reload())
         return false;
-    const ConfigFile found = ConfigFile::read(file);
-    if (m_configStamp && found.state == ConfigFile::State::unreadable) {
-        // Good settings are not given up because the system is short of something for a moment.
-        if (!std::exchange(m_hasLoggedReadFailure, true))
-            log("tamsell: cannot read config.json, trying again: " + found.error.message());
-        return false;
-    }
-    m_hasLoggedReadFailure = false;
-    m_config = Config::load(m_environment.locations, m_configStamp ? &m_config : nullptr,
-                            m_environment.log);
-    // A token that was missing has been saved; that is no change from outside. Otherwise what
-    // was there before the reading counts, so that no later change is missed.
-    const bool saved = m_config.token() != found.members.optionalString("token");
-    m_configStamp = saved ? ConfigFile::stamp(file) : stamp;
     syncRelay();
     refreshAway();
     Q_EMIT changed();
@@ -164,15 +139,15 @@ bool Daemon::reloadConfigIfChanged() {
 }
 
 void Daemon::setMode(AwayMode mode) {
-    updateConfig([&](Config& config) { config.raw.set("mode", rawValue(mode)); });
+    updateConfig([mode](Config& config) { config.raw.set("mode", rawValue(mode)); });
 }
 
 void Daemon::addDevice(const PairedDevice& device) {
-    updateConfig([&](Config& config) { config.upsertDevice(device); });
+    updateConfig([device](Config& config) { config.upsertDevice(device); });
 }
 
 void Daemon::removeDevice(std::string_view id) {
-    updateConfig([&](Config& config) { config.removeDevice(id); });
+    updateConfig([id = std::string(id)](Config& config) { config.removeDevice(id); });
 }
 
 void Daemon::resetRelay() {
@@ -181,7 +156,7 @@ void Daemon::resetRelay() {
 
 void Daemon::setUpRelay() {
     const RelayConfig fresh = Config::freshRelayConfig(defaultRelayURL(m_environment.variables));
-    updateConfig([&](Config& config) { config.setRelay(fresh); });
+    updateConfig([fresh](Config& config) { config.setRelay(fresh); });
 }
 
 void Daemon::markWelcomeDone() {
@@ -196,7 +171,7 @@ double Daemon::idleSeconds() {
 }
 
 bool Daemon::computeAway() {
-    return presence::isAway(m_config, [this] { return idleSeconds(); });
+    return presence::isAway(config(), [this] { return idleSeconds(); });
 }
 
 bool Daemon::refreshAway() {
@@ -211,7 +186,7 @@ void Daemon::tick() {
 }
 
 JSONObject Daemon::presence() {
-    return presence::toJSON(m_config, m_away, idleSeconds());
+    return presence::toJSON(config(), m_away, idleSeconds());
 }
 
 SnapshotSource Daemon::snapshotSource() {
@@ -266,8 +241,8 @@ void Daemon::handleHook(const HTTPRequest& request,
     if ((isPermission || isStop) && computeAway())
         hold(isPermission
                  ? itemFromHook(PendingItem::Kind::permission, body, client,
-                                m_config.number("permissionWait"))
-                 : itemFromHook(PendingItem::Kind::stop, body, client, m_config.number("stopWait")),
+                                config().number("permissionWait"))
+                 : itemFromHook(PendingItem::Kind::stop, body, client, config().number("stopWait")),
              connection);
     else
         connection->respond(200, "", "application/json");
@@ -317,6 +292,7 @@ void Daemon::finish(const std::string& endedId, const JSONObject* answer) {
     const Waiter waiter = std::move(taken.mapped());
     m_deadlines.cancel(id);
     std::erase(m_pending, waiter.item);
+    m_encoder.forget(waiter.item);
 
     publish();
 

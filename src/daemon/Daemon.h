@@ -14,7 +14,6 @@
 #include <QTimer>
 
 #include "core/Config.h"
-#include "core/ConfigFile.h"
 #include "core/DaemonError.h"
 #include "core/Locations.h"
 #include "core/Log.h"
@@ -22,6 +21,7 @@
 #include "daemon/Deadlines.h"
 #include "daemon/EventStreams.h"
 #include "daemon/EventsLog.h"
+#include "daemon/LiveConfig.h"
 #include "daemon/Records.h"
 #include "daemon/Snapshot.h"
 #include "daemon/TestPush.h"
@@ -59,7 +59,7 @@ class Daemon final : public QObject {
     void start();
 
     // State.
-    [[nodiscard]] const Config& config() const { return m_config; }
+    [[nodiscard]] const Config& config() const { return m_config.value(); }
     [[nodiscard]] const Activity& activity() const { return m_activity; }
     [[nodiscard]] const PendingItems& pending() const { return m_pending; }
     [[nodiscard]] const ServerState& serverState() const { return m_serverState; }
@@ -85,8 +85,9 @@ class Daemon final : public QObject {
     /// @throws std::runtime_error when the system gives no random bytes; nothing has changed then
     void setUpRelay();
     void markWelcomeDone();
-    /// The common path of all of them, for any other change.
-    void updateConfig(const std::function<void(Config&)>& change);
+    /// The common path of all of them, for any other change. It may be made again later, so it must
+    /// not refer to anything that ends before.
+    void updateConfig(const LiveConfig::Change& change);
 
     /// Starts to listen as configured; the outcome comes later, as `serverState`.
     void startServer();
@@ -150,9 +151,7 @@ class Daemon final : public QObject {
     void finish(const std::string& id, const JSONObject* answer);
 
     Environment m_environment;
-    Config m_config;
-    std::optional<ConfigFile::Stamp> m_configStamp;
-    bool m_hasLoggedReadFailure = false;
+    LiveConfig m_config;
     Activity m_activity;
     EventsLog m_eventsLog;
     PendingItems m_pending;

@@ -19,6 +19,7 @@ void EventsLog::prepare() const {
     std::error_code ignored;
     fs::create_directories(m_file.parent_path(), ignored);
     ::chmod(m_file.parent_path().c_str(), 0700);
+    ::chmod(m_file.c_str(), 0600);
 }
 
 void EventsLog::append(const JSONObject& event) {
@@ -29,8 +30,12 @@ void EventsLog::append(const JSONObject& event) {
     const Descriptor file(
         ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
     if (file.isValid()) {
-        [[maybe_unused]] const ssize_t written =
-            ::write(file.number(), m_line.data(), m_line.size());
+        const ssize_t written = ::write(file.number(), m_line.data(), m_line.size());
+        // On a full disk a part may have been written; without a line feed it would spoil the next.
+        if (written > 0 && static_cast<std::size_t>(written) < m_line.size()) {
+            [[maybe_unused]] const int cut =
+                ::ftruncate(file.number(), ::lseek(file.number(), 0, SEEK_END) - written);
+        }
     }
     if (m_line.capacity() > keptCapacity) {
         m_line.clear();

@@ -10,6 +10,8 @@ namespace hookbody {
 namespace {
 
 constexpr std::size_t summaryLength = 200;
+// An agent's event has some dozens; reading millions would keep every other agent waiting.
+constexpr std::size_t maximumValues = 200'000;
 constexpr std::size_t escapeLength = 6; // \uXXXX
 
 // The code unit of a \uXXXX escape at `at`, or nothing.
@@ -47,9 +49,9 @@ bool namesClaude(std::string_view parent) {
 } // namespace
 
 JSONObject parse(std::string_view body) {
-    auto value = JSONValue::parse(body);
+    auto value = JSONValue::parse(body, maximumValues);
     if (!value)
-        value = JSONValue::parse(withoutLoneSurrogates(body));
+        value = JSONValue::parse(withoutLoneSurrogates(body), maximumValues);
     return value && value->object() ? std::move(*value->object()) : JSONObject();
 }
 

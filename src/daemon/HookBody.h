@@ -10,7 +10,8 @@ namespace hookbody {
 
 /// The members of the body's object. Agents cut strings between the halves of a surrogate pair;
 /// a body that does not parse is parsed once more with its lone surrogate escapes replaced.
-/// Anything else that is not a JSON object counts as the empty one.
+/// Anything else that is not a JSON object, or has more than 200,000 values, counts as the empty
+/// one.
 [[nodiscard]] JSONObject parse(std::string_view body);
 
 /// The text with every \uD8xx or \uDCxx escape that is not half of a pair replaced by \uFFFD.

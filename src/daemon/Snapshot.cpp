@@ -1,7 +1,6 @@
 #include "daemon/Snapshot.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace {
 
@@ -98,6 +97,10 @@ void SnapshotEncoder::forget() {
     m_size = 0;
 }
 
+void SnapshotEncoder::forget(const std::shared_ptr<const PendingItem>& item) {
+    m_pending.erase(item);
+}
+
 template <typename Record>
 bool SnapshotEncoder::encode(std::string& text, const Record& record) {
     ++m_encoded;
@@ -147,10 +150,4 @@ void SnapshotEncoder::forgetOld(const SnapshotSource& source) {
         std::min<std::uint64_t>(source.activity.recent().size(), recentShown);
     while (!m_recent.empty() && m_recent.front().first < source.activity.total() - shown)
         m_recent.pop_front();
-    // Ended items; by turns, so that a publish does not look at all of them each time.
-    if (m_pending.size() > 2 * source.pending.size() + 16) {
-        const std::unordered_set<std::shared_ptr<const PendingItem>> live(source.pending.begin(),
-                                                                          source.pending.end());
-        std::erase_if(m_pending, [&](const auto& known) { return !live.contains(known.first); });
-    }
 }

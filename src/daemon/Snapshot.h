@@ -34,6 +34,8 @@ class SnapshotEncoder {
     void append(std::string& out, const SnapshotSource& source);
     /// Gives the memory back, for when nobody watches any more.
     void forget();
+    /// Gives the memory of an item back that is in no later snapshot.
+    void forget(const std::shared_ptr<const PendingItem>& item);
     /// How many records were encoded rather than remembered, since the beginning.
     [[nodiscard]] std::uint64_t encoded() const { return m_encoded; }
 

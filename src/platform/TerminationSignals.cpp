@@ -56,6 +56,7 @@ TerminationSignals::TerminationSignals() {
     for (const int signal : handled)
         ::sigaction(signal, &action, nullptr);
     ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGXFSZ, SIG_IGN); // A write beyond a limit fails, and that is enough.
 }
 
 TerminationSignals::~TerminationSignals() {

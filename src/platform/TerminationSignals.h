@@ -5,7 +5,7 @@
 #include <QObject>
 
 /// Turns SIGTERM and SIGINT into an event of the loop, so that the program ends as it would by
-/// itself. One object at a time. SIGPIPE is ignored from then on.
+/// itself. One object at a time. SIGPIPE and SIGXFSZ are ignored from then on.
 class TerminationSignals final : public QObject {
     Q_OBJECT
 

@@ -214,7 +214,7 @@ TEST_F(ConfigTest, AFileTooLargeForSettingsIsMovedAside) {
     const Config config = load();
     EXPECT_EQ(onDisk(), JSONValue(config.raw));
     EXPECT_EQ(fs::file_size(beside(".damaged")), size);
-    EXPECT_THAT(m_log, ElementsAre(HasSubstr("too large")));
+    EXPECT_THAT(m_log, ElementsAre(HasSubstr("no file of settings")));
 }
 
 TEST_F(ConfigTest, WhatCannotBeKeptIsNotWrittenOver) {
