@@ -103,7 +103,7 @@ ScratchDirectory::~ScratchDirectory() {
 }
 
 fs::path ScratchDirectory::write(const std::string& name, const std::string& text) const {
-    const fs::path file = m_path / name;
+    fs::path file = m_path / name;
     std::ofstream(file) << text;
     return file;
 }

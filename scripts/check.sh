@@ -27,7 +27,7 @@ echo "== commit messages"
 while IFS= read -r subject; do
   [ -n "$subject" ] || continue
   [ ${#subject} -le 72 ] || complain "over 72 columns: $subject"
-  [[ $subject =~ ^[a-z][a-z0-9-]*:\ [A-Z] ]] || complain "not \"folder: Imperative summary\": $subject"
+  [[ $subject =~ ^[a-z][a-z0-9-]*(,\ [a-z][a-z0-9-]*)*:\ [A-Z] ]] || complain "not \"folder: Imperative summary\": $subject"
 done < <(if git cat-file -e "$base^{commit}" 2>/dev/null; then git log --format=%s "$base..HEAD"; else git log --format=%s; fi)
 
 echo "== wording"
@@ -48,7 +48,7 @@ forbidden='getaddrinfo|gethostby|getpw|getgr|getserv|iconv_open|setlocale|_ZNSt8
 
 echo "== clang-tidy"
 cmake --preset release -B build/check -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
-  -DTAMSELL_TESTS=ON -DTAMSELL_BENCH=ON >build/check.log 2>&1 && cmake --build build/check --target ext_idle_notify_client >>build/check.log 2>&1 ||
+  -DTAMSELL_TESTS=ON -DTAMSELL_BENCH=ON >build/check.log 2>&1 && cmake --build build/check --target ext_idle_notify_client ext_idle_notify_server >>build/check.log 2>&1 ||
   { cat build/check.log; complain "cannot configure for clang-tidy"; }
 mapfile -t changed < <(git diff --name-only --diff-filter=d "$base" -- '*.cpp')
 if [ ${#changed[@]} -gt 0 ]; then

@@ -120,7 +120,7 @@ TEST(Presence, DecidesByModeAndIdleTime) {
                                    }),
                   mode == std::string_view("on"));
 
-    const auto forced = [](std::optional<std::string> value) {
+    const auto forced = [](const std::optional<std::string>& value) {
         return presence::forcedIdleSeconds([=](const char*) { return value; });
     };
     EXPECT_EQ(forced("299.9"), 299.9);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cerrno>
 #include <string>
+#include <system_error>
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -58,8 +60,9 @@ class FakeDaemon {
         ::setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         sockaddr_storage name{};
         const socklen_t length = at.writeTo(name);
-        ::bind(m_socket.number(), reinterpret_cast<const sockaddr*>(&name), length);
-        ::listen(m_socket.number(), backlog);
+        if (::bind(m_socket.number(), reinterpret_cast<const sockaddr*>(&name), length) != 0 ||
+            ::listen(m_socket.number(), backlog) != 0)
+            throw std::system_error(errno, std::generic_category(), "fake daemon");
         home.put("config.json", R"({"port":)" + std::to_string(port()) + "}");
     }
 

@@ -52,10 +52,12 @@ TEST_F(HTTPConnectionTest, AnswersAHalfClosedPeerAtOnceButDoesNotHoldItsRequest)
 
 TEST_F(HTTPConnectionTest, ClosesOnceWhenThePeerResets) {
     start();
+    std::string large;
+    large.resize(std::size_t{16} << 20, 'x');
     for (const bool isAnswered : {false, true}) {
         const auto client = requestHandled("/", 4096);
         if (isAnswered)
-            connections.back()->respond(200, std::string(16'777'216, 'x'), "text/plain");
+            connections.back()->respond(200, large, "text/plain");
         runDueEvents();
         closeCalls = 0;
         client->resetConnection();

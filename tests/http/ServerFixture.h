@@ -26,7 +26,7 @@ class ServerFixture : public testing::Test {
         server->start(
             host, 0,
             [&](const std::optional<HTTPServer::Failure>& failure) { isListening = !failure; },
-            [this](HTTPRequest request, std::shared_ptr<HTTPConnection> connection) {
+            [this](HTTPRequest request, const std::shared_ptr<HTTPConnection>& connection) {
                 requests.push_back(std::move(request));
                 connections.push_back(connection);
                 connection->addCloseHandler([this] { ++closeCalls; });

@@ -34,7 +34,7 @@ class TemporaryDirectory {
 
     /// Writes a file in it, making the directories on the way, and returns its path.
     std::filesystem::path put(std::string_view name, std::string_view bytes) const {
-        const std::filesystem::path path = m_path / name;
+        std::filesystem::path path = m_path / name;
         std::filesystem::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << bytes;
         return path;

@@ -69,7 +69,7 @@ TEST_F(IdleSourcesTest, MutterIsFoundAgainAfterTheBusHungAndAfterItCameBack) {
 
 TEST_F(IdleSourcesTest, ScreenSaverIsFoundAtBothPathsAndInBothUnits) {
     const PrivateBus bus(address);
-    for (const std::uint64_t unit : {1000, 1}) {
+    for (const std::uint64_t unit : {1000U, 1U}) {
         FakeService service(address, screenSaverName,
                             unit == 1 ? "/ScreenSaver" : "/org/freedesktop/ScreenSaver");
         const auto source = idle::screenSaverIdleSource(std::make_shared<IdleBus>(address), clock);
