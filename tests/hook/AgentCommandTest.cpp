@@ -22,7 +22,7 @@ std::string agentOf(const std::vector<std::string>& processes) {
     return hook::agentCommandLine(proc.path().string(), 1001, ownPaths);
 }
 
-TEST(AgentCommand, isTheNearestProcessThatIsNoShellAroundUs) {
+TEST(AgentCommand, IsTheNearestProcessThatIsNoShellAroundUs) {
     for (const std::string shell : {"sh|-c|", "/usr/bin/bash|-lc|", "-zsh|-l|-c|",
                                     "fish|--login|-c|", "/bin/busybox|ash|-ec|"})
         EXPECT_EQ(agentOf({shell + "'/u/tamsell-hook' --client a|", "b|-r||"}), "b -r") << shell;
@@ -41,7 +41,7 @@ TEST(AgentCommand, isTheNearestProcessThatIsNoShellAroundUs) {
     EXPECT_EQ(agentOf({}) + agentOf({shell}) + agentOf({""}), "");
 }
 
-TEST(AgentCommand, isFoundBehindRealShells) {
+TEST(AgentCommand, IsFoundBehindRealShells) {
     // This test program is the agent here.
     std::string agent = contentOf("/proc/self/cmdline");
     std::replace(agent.begin(), agent.end(), '\0', ' ');

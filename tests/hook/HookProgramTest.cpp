@@ -12,7 +12,7 @@ struct HookProgram : testing::Test {
     const TemporaryDirectory& home = daemon.home;
 };
 
-TEST_F(HookProgram, handsOverTheEventAndTheReplyByteForByte) {
+TEST_F(HookProgram, HandsOverTheEventAndTheReplyByteForByte) {
     std::string bytes;
     for (int i = 0; i < 3 << 20; ++i)
         bytes += static_cast<char>(i * 7 + i / 251);
@@ -24,7 +24,7 @@ TEST_F(HookProgram, handsOverTheEventAndTheReplyByteForByte) {
     EXPECT_TRUE(run.output() == bytes);
 }
 
-TEST_F(HookProgram, saysNothingWithoutACompleteSuccess) {
+TEST_F(HookProgram, SaysNothingWithoutACompleteSuccess) {
     for (const std::string reply : {"", "HTTP/1.1 200 OK\r\ncontent-length: 0\r\n\r\n",
                                     "HTTP/1.1 200 OK\r\ncontent-length: 4\r\n\r\nsai",
                                     "HTTP/1.1 403 Forbidden\r\ncontent-length: 4\r\n\r\nsaid"}) {
@@ -38,7 +38,7 @@ TEST_F(HookProgram, saysNothingWithoutACompleteSuccess) {
     EXPECT_EQ(HookRun(home, heldEvent).output(), "");
 }
 
-TEST_F(HookProgram, givesUpOnASilentDaemonOnlyWhatIsNeverHeld) {
+TEST_F(HookProgram, GivesUpOnASilentDaemonOnlyWhatIsNeverHeld) {
     HookRun held(home, heldEvent);
     const auto waiting = daemon.accept();
     HookRun quick(home, quickEvent);
@@ -63,13 +63,13 @@ TEST_F(HookProgram, givesUpOnASilentDaemonOnlyWhatIsNeverHeld) {
     EXPECT_EQ(held.output(), "answer");
 }
 
-TEST_F(HookProgram, givesUpConnectingWhateverTheEvent) {
+TEST_F(HookProgram, GivesUpConnectingWhateverTheEvent) {
     const FakeDaemon full(loopback4, 0);
     const std::array callers{full.call(), full.call(), full.call()};
     HookRun(full.home, heldEvent).expectToGiveUp();
 }
 
-TEST_F(HookProgram, endsWithItsAgent) {
+TEST_F(HookProgram, EndsWithItsAgent) {
     const std::string agent = "bash -o pipefail -c 'timeout 20 " + hookProgram + " | sleep 0.2'";
     HookRun held(home, heldEvent, agent);
     const auto connection = daemon.accept();
@@ -80,7 +80,7 @@ TEST_F(HookProgram, endsWithItsAgent) {
     EXPECT_EQ(quick.output(), "");
 }
 
-TEST_F(HookProgram, dropsAnEventThatIsTooLarge) {
+TEST_F(HookProgram, DropsAnEventThatIsTooLarge) {
     const std::string largest(std::size_t{16} << 20, 'x');
     // Only the second one comes here.
     EXPECT_EQ(HookRun(home, largest + "x").output(), "");
@@ -89,14 +89,14 @@ TEST_F(HookProgram, dropsAnEventThatIsTooLarge) {
     EXPECT_EQ(run.output(), "taken");
 }
 
-TEST_F(HookProgram, findsTheSettingsBesideItself) {
+TEST_F(HookProgram, FindsTheSettingsBesideItself) {
     std::filesystem::copy_file(hookProgram, home / "tamsell-hook");
     HookRun run(home, "", "env -u TAMSELL_HOME " + (home / "tamsell-hook").string());
     daemon.answer(okReply("found"));
     EXPECT_EQ(run.output(), "found");
 }
 
-TEST_F(HookProgram, survivesClosedStandardDescriptors) {
+TEST_F(HookProgram, SurvivesClosedStandardDescriptors) {
     HookRun run(home, "", hookProgram + " <&- >&- 2>&-");
     EXPECT_NE(daemon.answer(okReply("lost")), "");
     EXPECT_EQ(run.output(), "");

@@ -8,7 +8,7 @@ namespace {
 
 using Progress = hook::ReplyReader::Progress;
 
-TEST(ReplyReader, readsAReplyHoweverItIsCut) {
+TEST(ReplyReader, ReadsAReplyHoweverItIsCut) {
     const std::string reply = "HTTP/1.1 200 OK\r\nContent-LENGTH:\t 3 \r\nx: y\r\n\r\na\r\nbeyond";
     for (std::size_t cut = 0; cut < reply.size() - 6; ++cut) {
         hook::ReplyReader reader;
@@ -18,7 +18,7 @@ TEST(ReplyReader, readsAReplyHoweverItIsCut) {
     }
 }
 
-TEST(ReplyReader, refusesWhatIsNoCountedSuccess) {
+TEST(ReplyReader, RefusesWhatIsNoCountedSuccess) {
     for (const std::string head :
          {"403 Forbidden\r\ncontent-length: 1", "2000 OK\r\ncontent-length: 1", "200 OK",
           "200 OK\r\ncontent-length: +1", "200 OK\r\ncontent-length: 100663297",
@@ -31,12 +31,12 @@ TEST(ReplyReader, refusesWhatIsNoCountedSuccess) {
     EXPECT_EQ(hook::ReplyReader().add("HTTP/1.1 200 OK\r\n" + endless), Progress::refused);
 }
 
-TEST(RequestHead, leavesOutWhatIsNoHeader) {
+TEST(RequestHead, LeavesOutWhatIsNoHeader) {
     for (const char* client : {"", "a\r\nb: c", "\x7f"})
         EXPECT_EQ(hook::requestHead({}, 7, "", client).find("x-tamsell"), std::string::npos);
 }
 
-TEST(HoldOf, onlyASurelyOtherEventIsNeverHeld) {
+TEST(HoldOf, OnlyASurelyOtherEventIsNeverHeld) {
     const std::string name = R"({"hook_event_name":)";
     for (const std::string event : {R"("stop","a":{"hook_event_name":"Stop"}})",
                                     R"("PreToolUse","cut":"\ud83d\ud83d\ude00"})"})

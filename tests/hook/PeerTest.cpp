@@ -8,7 +8,7 @@ using Knowledge = hook::PeerOwner::Knowledge;
 
 constexpr uid_t stranger = 65534;
 
-TEST(PeerOwner, isTheListenersThenTheAcceptersWhateverTheFamily) {
+TEST(PeerOwner, IsTheListenersThenTheAcceptersWhateverTheFamily) {
     const uid_t user = ::getuid() == 0 ? stranger : ::getuid();
     const hook::Endpoint any6{.family = AF_INET6};
     const hook::Endpoint loopback6 = hook::candidates("::1", 1).at(0);
@@ -27,12 +27,12 @@ TEST(PeerOwner, isTheListenersThenTheAcceptersWhateverTheFamily) {
     }
 }
 
-TEST(PeerOwner, onlyARefusedQuestionIsNoAnswer) {
+TEST(PeerOwner, OnlyARefusedQuestionIsNoAnswer) {
     EXPECT_FALSE((hook::PeerOwner{Knowledge::nobody, 42}).mayBe(42));
     EXPECT_TRUE((hook::PeerOwner{Knowledge::refused, 0}).mayBe(42));
 }
 
-TEST(PeerOwner, aStrangerHearsNothingFromTheHook) {
+TEST(PeerOwner, AStrangerHearsNothingFromTheHook) {
     if (::getuid() != 0)
         GTEST_SKIP() << "needs root to listen as another user";
     const FakeDaemon daemon(loopback4, 16, stranger);

@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(ConfigPath, isTheChosenOneThenOursThenTheUsers) {
+TEST(ConfigPath, IsTheChosenOneThenOursThenTheUsers) {
     const TemporaryDirectory scratch;
     hook::Surroundings surroundings;
     surroundings.executable = scratch / "bin/tamsell-hook";
@@ -33,7 +33,7 @@ TEST(ConfigPath, isTheChosenOneThenOursThenTheUsers) {
     EXPECT_EQ(pathFor(42), "./config.json");
 }
 
-TEST(ReadSettings, namesTheOwnerWhateverTheFileIs) {
+TEST(ReadSettings, NamesTheOwnerWhateverTheFileIs) {
     const TemporaryDirectory scratch;
     const auto read = [&](std::string_view name) {
         const hook::Settings settings = hook::readSettings(scratch / name, 4242);
@@ -50,7 +50,7 @@ TEST(ReadSettings, namesTheOwnerWhateverTheFileIs) {
 }
 
 // That it agrees with the daemon's own reader on any bytes is for the fuzz target to find.
-TEST(HookConfig, readsTheTwoSettingsOrGivesTheDefaults) {
+TEST(HookConfig, ReadsTheTwoSettingsOrGivesTheDefaults) {
     const auto read = [](const std::string& bytes) {
         const auto config = hook::HookConfig::parse(bytes);
         return config.host + " " + std::to_string(config.port);
@@ -66,7 +66,7 @@ TEST(HookConfig, readsTheTwoSettingsOrGivesTheDefaults) {
         EXPECT_EQ(read(R"({"host":"moved","a":)" + value + "}"), read("")) << value;
 }
 
-TEST(Candidates, areLiteralAddressesAndRealPorts) {
+TEST(Candidates, AreLiteralAddressesAndRealPorts) {
     const auto found = [](const std::string& host, double port) {
         std::string all;
         for (const hook::Endpoint& end : hook::candidates(host, port))
