@@ -100,17 +100,6 @@ TEST_F(ConfigTest, WrongTypesAreReadAsFallbacksAndKept) {
     EXPECT_THAT(contentOf(m_locations.configFile), HasSubstr("12345678901234567890"));
 }
 
-TEST_F(ConfigTest, ThousandsOfUnknownKeysSurvive) {
-    std::vector<JSONObject::Member> members{{"token", "t"}};
-    for (int i = 0; i < 200'000; ++i)
-        members.emplace_back((i % 2 == 0 ? "k" : "\u00e9") + std::to_string(i), i);
-    put(*json::compact(JSONObject::fromMembers(members)));
-    const Config config = load();
-    config.save(m_locations);
-    EXPECT_EQ(load(), config);
-    EXPECT_EQ(config.raw.size(), 200'007U);
-}
-
 TEST(ConfigRelay, NeedsAllFourTextsAndDropsDevicesThatAreNone) {
     const char* const whole = R"({"relay":{"url":"u","channel":"c","auth":"a","privateKey":"p")";
     EXPECT_EQ(configOf(std::string(whole) + "}}").relay(), (RelayConfig{"u", "c", "a", "p", {}}));

@@ -68,18 +68,4 @@ TEST(HomeDirectory, ComesFromTheUserDatabaseAndNotFromTheVariable) {
         testing::ExitedWithCode(0), testing::Eq(expected));
 }
 
-TEST(HomeDirectory, IsTheVariableForAUserWithoutAnEntry) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only the superuser can become a user that does not exist";
-    EXPECT_EXIT(
-        {
-            ::setenv("HOME", "/somewhere/else", 1);
-            if (::setuid(3'999'999) != 0)
-                ::_exit(1);
-            std::fputs(homeDirectory().c_str(), stderr);
-            ::_exit(0);
-        },
-        testing::ExitedWithCode(0), testing::Eq("/somewhere/else"));
-}
-
 } // namespace

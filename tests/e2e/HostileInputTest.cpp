@@ -63,44 +63,6 @@ TEST_F(HostileInputTest, AnEventCutWithinACharacterIsStillAsked) {
     EXPECT_NE(hook->output(), "");
 }
 
-TEST_F(HostileInputTest, HeadersMayHoldAnyBytes) {
-    const std::string headers = "x-junk: \xFF\xFE\x80\r\nno colon\r\n: no name\r\n"
-                                "x-tamsell-parent: !!!\r\nx-tamsell-client: \xC3\x28\r\n";
-    // A target that cannot be read is "/", which asks for the token.
-    for (const auto& [target, status] :
-         {std::pair("/hook?%zz=%ff", "HTTP/1.1 401 Unauthorized"), {"/hook", "HTTP/1.1 200 OK"}}) {
-        Client client(m_daemon.port());
-        client.send(requestText("POST", target, headers, R"({"session_id":"junk"})"));
-        EXPECT_EQ(client.response().statusLine, status);
-    }
-    EXPECT_EQ(sessions(), std::vector<std::string>{"junk"});
-}
-
-TEST_F(HostileInputTest, RequestsMayArriveInAnyPieces) {
-    const std::string request = requestText("POST", "/hook", {}, R"({"session_id":"bytes"})") +
-                                "GET /state HTTP/1.1\r\n\r\n";
-    Client slow(m_daemon.port());
-    for (const char byte : request)
-        ASSERT_TRUE(slow.send({&byte, 1}) || slow.hasSomething());
-    const std::string reply = slow.everything().value_or("");
-    EXPECT_TRUE(reply.starts_with("HTTP/1.1 200 OK\r\n"));
-    EXPECT_EQ(reply.find("HTTP/1.1", 1), std::string::npos) << "the second request was answered";
-
-    const JSONObject large{{"session_id", "half"},
-                           {"last_assistant_message", std::string(8'000'000, 'm')}};
-    Client halfClosed(m_daemon.port());
-    halfClosed.send(requestText("POST", "/hook", {}, json::compact(large).value()));
-    halfClosed.finishSending();
-    EXPECT_EQ(halfClosed.response().statusLine, "HTTP/1.1 200 OK");
-    EXPECT_EQ(sessions(), (std::vector<std::string>{"bytes", "half"}));
-
-    // Also when the reply is more than the system takes at once.
-    Client halfClosedReader(m_daemon.port(), 4096);
-    halfClosedReader.send(requestText("GET", "/state", m_daemon.tokenHeader()));
-    halfClosedReader.finishSending();
-    EXPECT_EQ(halfClosedReader.response().json(), m_daemon.state());
-}
-
 TEST_F(HostileInputTest, WhatIsNoRequestGetsNoAnswerAndHurtsNobody) {
     const std::string bytes[]{
         "",

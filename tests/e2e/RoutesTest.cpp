@@ -116,19 +116,3 @@ TEST_F(RoutesTest, AnswerByteForByte) {
     const std::string page = exchange(requestText("GET", "/", m_header));
     EXPECT_TRUE(page.starts_with("HTTP/1.1 200 OK\r\ncontent-type: text/html; charset=utf-8\r\n"));
 }
-
-TEST_F(RoutesTest, TellAnybodyThatTheDaemonLives) {
-    for (const auto* method : {"GET", "POST", "BREW"}) {
-        Client client(m_daemon.port());
-        client.send(requestText(method, "/health?token=wrong"));
-        const Response response = client.response();
-        EXPECT_EQ(response.statusLine, "HTTP/1.1 200 OK") << method;
-        const JSONValue health = response.json();
-        ASSERT_TRUE(health.object()) << response.body;
-        EXPECT_EQ(health.object()->size(), 4U);
-        EXPECT_EQ(*health["ok"], JSONValue(true));
-        EXPECT_EQ(*health["app"], JSONValue(true));
-        EXPECT_EQ(*health["pid"], JSONValue(m_daemon.process().id()));
-        EXPECT_TRUE(health["relay"] && health["relay"]->object());
-    }
-}
