@@ -8,7 +8,9 @@ LiveConfig::LiveConfig(const Locations& locations, LogSink log)
     const auto before = ConfigFile::stamp(m_locations.configFile);
     const ConfigFile found = Config::read(m_locations);
     m_config = Config::settle(found, m_locations, nullptr, m_log);
-    m_isFallback = found.state != ConfigFile::State::object;
+    // A first start has nothing better to lose.
+    m_isFallback =
+        found.state != ConfigFile::State::object && found.state != ConfigFile::State::absent;
     // A token that was missing has been saved; that is no change from outside. Otherwise what was
     // there before the reading counts, so that no later change is missed.
     const bool saved = m_config.token() != found.members.optionalString("token");
