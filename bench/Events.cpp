@@ -2,7 +2,7 @@
 
 #include <arpa/inet.h>
 
-#include "hook/Endpoint.h"
+#include "platform/Endpoint.h"
 #include "hook/Message.h"
 
 namespace bench::events {
@@ -46,7 +46,7 @@ std::string question(std::string_view session) {
 }
 
 std::string post(std::uint16_t port, std::string_view event) {
-    hook::Endpoint to;
+    Endpoint to;
     to.address = {127, 0, 0, 1};
     to.port = port;
     return hook::requestHead(to, event.size(), "/usr/local/bin/claude --model opus", "")

@@ -19,7 +19,7 @@ allowed = {
     "daemon": {"core", "crypto", "platform", "http", "relay", "hooks"},
     "ui": everything_below_ui,
     "app": everything_below_ui | {"ui"},
-    "hook": {"core"},
+    "hook": {"core", "platform"},
     "ctl": {"core", "crypto", "hooks", "platform"},
     "relayd": {"core", "crypto"},
 }
@@ -27,7 +27,7 @@ allowed = {
 reserved = [
     (re.compile(r"openssl/"), {"crypto"}, "OpenSSL"),
     (re.compile(r"systemd/|dbus/|QDBus|xcb/|X11/|wayland|linux/|sys/epoll|sys/timerfd"),
-     {"platform", "hook"}, "the operating system's own interfaces"),
+     {"platform"}, "the operating system's own interfaces"),
     (re.compile(r"Q(Widget|Application|SystemTrayIcon|Dialog|Menu)\b|QtWidgets"), {"ui", "app"}, "Qt Widgets"),
 ]
 qt_free = {"crypto", "core", "hook", "relayd"}

@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-#include "hook/Endpoint.h"
+#include "platform/Endpoint.h"
 
 namespace hook {
 

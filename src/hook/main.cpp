@@ -15,11 +15,11 @@
 
 #include "core/File.h"
 #include "hook/AgentCommand.h"
-#include "hook/Endpoint.h"
 #include "hook/Event.h"
 #include "hook/Exchange.h"
 #include "hook/Message.h"
 #include "hook/Settings.h"
+#include "platform/Endpoint.h"
 
 namespace {
 
@@ -67,10 +67,10 @@ void run(int argumentCount, char** arguments) {
     const std::string commandLine = hook::agentCommandLine("/proc", ::getppid(), ownPaths);
     const std::string_view client = clientIn(argumentCount, arguments);
     const auto reply = hook::exchange({
-        .candidates = hook::candidates(settings.config.host, settings.config.port),
+        .candidates = loopbackCandidates(settings.config.host, settings.config.port),
         .owner = settings.owner,
         .head =
-            [&](const hook::Endpoint& to) {
+            [&](const Endpoint& to) {
                 return hook::requestHead(to, event.size(), commandLine, client);
             },
         .body = event,

@@ -11,10 +11,10 @@
 #include <unistd.h>
 
 #include "core/Descriptor.h"
-#include "hook/Endpoint.h"
+#include "platform/Endpoint.h"
 #include "support/TemporaryDirectory.h"
 
-inline const hook::Endpoint loopback4{.address = {127, 0, 0, 1}};
+inline const Endpoint loopback4{.address = {127, 0, 0, 1}};
 
 /// The value of a header; empty when it is not there.
 inline std::string headerOf(const std::string& message, const std::string& name) {
@@ -52,8 +52,7 @@ inline void send(const Descriptor& connection, std::string_view bytes) {
 /// there. Its sockets can be those of another user: they are whose this process is for a moment.
 class FakeDaemon {
   public:
-    explicit FakeDaemon(const hook::Endpoint& at = loopback4, int backlog = 16,
-                        uid_t owner = ::getuid())
+    explicit FakeDaemon(const Endpoint& at = loopback4, int backlog = 16, uid_t owner = ::getuid())
         : m_owner(owner),
           m_socket(owned([&] { return ::socket(at.family, SOCK_STREAM | SOCK_CLOEXEC, 0); })) {
         const timeval patience{.tv_sec = 10, .tv_usec = 0}; // Accepted sockets inherit it.
@@ -66,11 +65,11 @@ class FakeDaemon {
         home.put("config.json", R"({"port":)" + std::to_string(port()) + "}");
     }
 
-    [[nodiscard]] static hook::Endpoint ownEnd(const Descriptor& socket) {
+    [[nodiscard]] static Endpoint ownEnd(const Descriptor& socket) {
         sockaddr_storage name{};
         socklen_t length = sizeof name;
         ::getsockname(socket.number(), reinterpret_cast<sockaddr*>(&name), &length);
-        return hook::Endpoint::from(name);
+        return Endpoint::from(name);
     }
 
     [[nodiscard]] std::uint16_t port() const { return ownEnd(m_socket).port; }
@@ -89,7 +88,7 @@ class FakeDaemon {
     }
 
     /// A socket that is connected here, or tried to be for 0.2 s.
-    [[nodiscard]] Descriptor call(hook::Endpoint to = loopback4) const {
+    [[nodiscard]] Descriptor call(Endpoint to = loopback4) const {
         to.port = port();
         Descriptor socket(::socket(to.family, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const timeval patience{.tv_sec = 0, .tv_usec = 200'000};

@@ -1,26 +1,26 @@
-#include "hook/PeerOwner.h"
+#include "platform/PeerOwner.h"
 
 #include "hook/HookRun.h"
 
 namespace {
 
-using Knowledge = hook::PeerOwner::Knowledge;
+using Knowledge = PeerOwner::Knowledge;
 
 constexpr uid_t stranger = 65534;
 
 TEST(PeerOwner, IsTheListenersThenTheAcceptersWhateverTheFamily) {
     const uid_t user = ::getuid() == 0 ? stranger : ::getuid();
-    const hook::Endpoint any6{.family = AF_INET6};
-    const hook::Endpoint loopback6 = hook::candidates("::1", 1).at(0);
+    const Endpoint any6{.family = AF_INET6};
+    const Endpoint loopback6 = loopbackCandidates("::1", 1).at(0);
     for (const auto& [listen, call] : {std::pair(loopback4, loopback4), std::pair(any6, loopback4),
                                        std::pair(any6, loopback6)}) {
         const FakeDaemon daemon(listen, 16, user);
         const auto caller = daemon.call(call);
-        const hook::Endpoint own = FakeDaemon::ownEnd(caller);
-        const hook::Endpoint peer{call.family, call.address, daemon.port()};
-        const auto waiting = hook::peerOwner(own, peer);
+        const Endpoint own = FakeDaemon::ownEnd(caller);
+        const Endpoint peer{call.family, call.address, daemon.port()};
+        const auto waiting = peerOwner(own, peer);
         const auto accepted = daemon.accept();
-        for (const auto& found : {waiting, hook::peerOwner(own, peer)}) {
+        for (const auto& found : {waiting, peerOwner(own, peer)}) {
             EXPECT_EQ(found.knowledge, Knowledge::known);
             EXPECT_EQ(found.user, user);
         }
@@ -28,8 +28,8 @@ TEST(PeerOwner, IsTheListenersThenTheAcceptersWhateverTheFamily) {
 }
 
 TEST(PeerOwner, OnlyARefusedQuestionIsNoAnswer) {
-    EXPECT_FALSE((hook::PeerOwner{Knowledge::nobody, 42}).mayBe(42));
-    EXPECT_TRUE((hook::PeerOwner{Knowledge::refused, 0}).mayBe(42));
+    EXPECT_FALSE((PeerOwner{Knowledge::nobody, 42}).mayBe(42));
+    EXPECT_TRUE((PeerOwner{Knowledge::refused, 0}).mayBe(42));
 }
 
 TEST(PeerOwner, AStrangerHearsNothingFromTheHook) {

@@ -69,7 +69,7 @@ TEST(HookConfig, ReadsTheTwoSettingsOrGivesTheDefaults) {
 TEST(Candidates, AreLiteralAddressesAndRealPorts) {
     const auto found = [](const std::string& host, double port) {
         std::string all;
-        for (const hook::Endpoint& end : hook::candidates(host, port))
+        for (const Endpoint& end : loopbackCandidates(host, port))
             all += headerOf(hook::requestHead(end, 0, "", ""), "host") + " ";
         return all;
     };

@@ -1,4 +1,4 @@
-#include "hook/Endpoint.h"
+#include "platform/Endpoint.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,8 +7,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-
-namespace hook {
 
 namespace {
 
@@ -72,7 +70,7 @@ Endpoint Endpoint::from(const sockaddr_storage& address) {
     return result;
 }
 
-std::vector<Endpoint> candidates(const std::string& host, double port) {
+std::vector<Endpoint> loopbackCandidates(const std::string& host, double port) {
     const double whole = std::trunc(port);
     if (!(whole >= 1 && whole <= 65535))
         return {};
@@ -95,5 +93,3 @@ std::vector<Endpoint> candidates(const std::string& host, double port) {
         return {here4};
     return {here6, here4};
 }
-
-} // namespace hook

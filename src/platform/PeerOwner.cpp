@@ -1,4 +1,4 @@
-#include "hook/PeerOwner.h"
+#include "platform/PeerOwner.h"
 
 #include <cerrno>
 #include <cstring>
@@ -10,8 +10,6 @@
 #include <netinet/in.h>
 
 #include "core/Descriptor.h"
-
-namespace hook {
 
 namespace {
 
@@ -126,5 +124,3 @@ PeerOwner peerOwner(const Endpoint& own, const Endpoint& peer) {
     }
     return {.knowledge = answer.knowledge, .user = answer.user};
 }
-
-} // namespace hook

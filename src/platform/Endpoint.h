@@ -7,8 +7,6 @@
 
 #include <sys/socket.h>
 
-namespace hook {
-
 /// One end of a TCP connection.
 struct Endpoint {
     sa_family_t family = AF_INET; ///< or AF_INET6
@@ -28,6 +26,4 @@ struct Endpoint {
 /// Literal addresses only, with the daemon's "localhost" and its "every address" read as the
 /// loopback ones: any other name would need a resolver and is nowhere. So is a port that, cut to a
 /// whole number, is none.
-[[nodiscard]] std::vector<Endpoint> candidates(const std::string& host, double port);
-
-} // namespace hook
+[[nodiscard]] std::vector<Endpoint> loopbackCandidates(const std::string& host, double port);

@@ -2,9 +2,7 @@
 
 #include <sys/types.h>
 
-#include "hook/Endpoint.h"
-
-namespace hook {
+#include "platform/Endpoint.h"
 
 /// Which user of this machine owns the other end of a connection.
 struct PeerOwner {
@@ -31,5 +29,3 @@ struct PeerOwner {
 /// Any account of the machine can bind the port before the daemon does, and an event holds
 /// prompts and commands: so this comes before the first byte.
 [[nodiscard]] PeerOwner peerOwner(const Endpoint& own, const Endpoint& peer);
-
-} // namespace hook
