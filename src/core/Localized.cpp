@@ -1,6 +1,8 @@
 #include "core/Localized.h"
 
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "core/Decimal.h"
 
@@ -11,6 +13,20 @@ std::function<std::string(std::string_view)>& translator() {
     return installed;
 }
 
+// The placeholders replaced one after the other; what is put in is not looked at again.
+std::string filled(std::string text, std::string_view placeholder,
+                   std::span<const std::string> values) {
+    std::size_t at = 0;
+    for (const std::string& value : values) {
+        at = text.find(placeholder, at);
+        if (at == std::string::npos)
+            break;
+        text.replace(at, placeholder.size(), value);
+        at += value.size();
+    }
+    return text;
+}
+
 } // namespace
 
 std::string localized(std::string_view key) {
@@ -18,19 +34,14 @@ std::string localized(std::string_view key) {
 }
 
 std::string localized(std::string_view key, std::initializer_list<double> numbers) {
-    constexpr std::string_view placeholder = "%lld";
-    std::string text = localized(key);
-    std::size_t at = 0;
-    for (const double number : numbers) {
-        at = text.find(placeholder, at);
-        if (at == std::string::npos)
-            break;
-        std::string digits;
-        decimal::append(digits, number);
-        text.replace(at, placeholder.size(), digits);
-        at += digits.size();
-    }
-    return text;
+    std::vector<std::string> texts;
+    for (const double number : numbers)
+        decimal::append(texts.emplace_back(), number);
+    return filled(localized(key), "%lld", texts);
+}
+
+std::string localized(std::string_view key, std::initializer_list<std::string> texts) {
+    return filled(localized(key), "%@", texts);
 }
 
 void installTranslator(std::function<std::string(std::string_view key)> translate) {

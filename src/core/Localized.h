@@ -14,5 +14,8 @@
 /// The same with its "%lld" placeholders replaced by the numbers, in order.
 [[nodiscard]] std::string localized(std::string_view key, std::initializer_list<double> numbers);
 
+/// The same with its "%@" placeholders replaced by the texts, in order.
+[[nodiscard]] std::string localized(std::string_view key, std::initializer_list<std::string> texts);
+
 /// Installed once by a program that has translations, before anything is localized.
 void installTranslator(std::function<std::string(std::string_view key)> translate);

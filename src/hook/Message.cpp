@@ -1,9 +1,6 @@
 #include "hook/Message.h"
 
 #include <algorithm>
-#include <array>
-
-#include <arpa/inet.h>
 
 #include "core/Base64.h"
 
@@ -21,12 +18,8 @@ bool isHeaderText(std::string_view text) {
 
 std::string requestHead(const Endpoint& to, std::size_t bodyLength, std::string_view commandLine,
                         std::string_view client) {
-    std::array<char, INET6_ADDRSTRLEN> address{};
-    ::inet_ntop(to.family, to.address.data(), address.data(), address.size());
-    const bool isV6 = to.family == AF_INET6;
     std::string head = "POST /hook HTTP/1.1\r\nhost: ";
-    head.append(isV6 ? "[" : "").append(address.data()).append(isV6 ? "]:" : ":");
-    head += std::to_string(to.port);
+    head += to.authority();
     head += "\r\ncontent-type: application/json\r\ncontent-length: ";
     head += std::to_string(bodyLength);
     if (!commandLine.empty())

@@ -70,6 +70,15 @@ Endpoint Endpoint::from(const sockaddr_storage& address) {
     return result;
 }
 
+std::string Endpoint::authority() const {
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    ::inet_ntop(family, address.data(), text.data(), text.size());
+    const bool isV6 = family == AF_INET6;
+    std::string result = isV6 ? "[" : "";
+    result.append(text.data()).append(isV6 ? "]:" : ":");
+    return result += std::to_string(port);
+}
+
 std::vector<Endpoint> loopbackCandidates(const std::string& host, double port) {
     const double whole = std::trunc(port);
     if (!(whole >= 1 && whole <= 65535))

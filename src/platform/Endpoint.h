@@ -17,6 +17,8 @@ struct Endpoint {
     /// Fills in what the socket calls take, and gives its length.
     socklen_t writeTo(sockaddr_storage& out) const;
     [[nodiscard]] static Endpoint from(const sockaddr_storage& address);
+    /// As it stands in a URL (RFC 3986): "127.0.0.1:8787", "[::1]:8787".
+    [[nodiscard]] std::string authority() const;
 
     bool operator==(const Endpoint&) const = default;
 };
