@@ -5,6 +5,7 @@
 
 #include "app/Options.h"
 #include "daemon/Daemon.h"
+#include "daemon/StatusFile.h"
 #include "platform/Bundle.h"
 #include "platform/CoreDumps.h"
 #include "platform/DescriptorLimit.h"
@@ -32,7 +33,9 @@ int runDaemon(int argc, char* argv[]) {
 
     const Locations locations = Locations::from(processEnvironment, homeDirectory());
     IdleTime idleTime(idleSourcesOfSystem(processEnvironment));
-    idleTime.onSourceChanged([](const std::string& name) {
+    StatusFile statusFile(locations.statusFile);
+    idleTime.onSourceChanged([&](const std::string& name) {
+        statusFile.set("idleSource", name);
         logging::writeToStandardOutput("tamsell: idle time from " +
                                        (name.empty() ? std::string("no source") : name));
     });
@@ -40,9 +43,11 @@ int runDaemon(int argc, char* argv[]) {
         return std::chrono::duration<double>(idleTime.sinceLastInput()).count();
     };
 
+    const Bundle bundle = Bundle::ofThisProcess();
     Daemon daemon({.locations = locations,
                    .idleSeconds = idleSeconds,
-                   .page = Bundle::ofThisProcess().resource("app.html")});
+                   .page = bundle.resource("app.html"),
+                   .bundledHook = bundle.auxiliaryExecutable("tamsell-hook")});
     daemon.start();
     return QCoreApplication::exec();
 }

@@ -43,6 +43,7 @@ Locations Locations::from(const EnvironmentLookup& environment, const fs::path& 
     result.hookExecutable = result.dataDirectory / "tamsell-hook";
     result.logsDirectory = result.dataDirectory / "logs";
     result.eventsLog = result.logsDirectory / "events.jsonl";
+    result.statusFile = result.logsDirectory / "status.json";
     result.claudeSettings =
         chosen("TAMSELL_CLAUDE_SETTINGS").value_or(home / ".claude" / "settings.json");
     result.codexHome = chosen("CODEX_HOME").value_or(home / ".codex");

@@ -30,6 +30,7 @@ struct Locations {
     std::filesystem::path hookExecutable;
     std::filesystem::path logsDirectory;
     std::filesystem::path eventsLog;
+    std::filesystem::path statusFile; ///< what the daemon notes about itself
     std::filesystem::path claudeSettings;
     std::filesystem::path codexHome;
     std::filesystem::path codexHooks;

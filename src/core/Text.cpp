@@ -91,6 +91,19 @@ std::size_t invalidLength(std::string_view bytes, std::size_t at) {
 
 } // namespace
 
+std::size_t columns(std::string_view utf8) {
+    std::size_t cells = 0;
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Decoded decoded = decodeAt(utf8, at);
+        // What is no character is shown as one.
+        cells += decoded.codePoint < 0
+                     ? 1
+                     : static_cast<std::size_t>(utf8proc_charwidth(decoded.codePoint));
+        at += decoded.length;
+    }
+    return cells;
+}
+
 bool isASCII(std::string_view bytes) {
     // Without an early exit the loop is vectorised.
     unsigned char any = 0;

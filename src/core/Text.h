@@ -29,6 +29,10 @@ namespace text {
 /// bidirectional and other invisible format characters as \u{XXXX}, a line feed as \n.
 [[nodiscard]] std::string visible(std::string_view utf8);
 
+/// How many cells of a terminal it takes: two for a wide character, none for one that joins the
+/// one before it.
+[[nodiscard]] std::size_t columns(std::string_view utf8);
+
 [[nodiscard]] bool isASCII(std::string_view bytes);
 
 } // namespace text

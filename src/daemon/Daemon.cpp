@@ -11,6 +11,7 @@
 #include "daemon/Presence.h"
 #include "daemon/Replies.h"
 #include "daemon/Routes.h"
+#include "hooks/Hooks.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ void Daemon::start() {
     if (std::exchange(m_isStarted, true))
         return;
     m_eventsLog.prepare();
+    Hooks(m_environment.locations, m_environment.bundledHook).refreshScript();
     wireRelay();
     reloadConfigIfChanged();
     refreshAway();

@@ -49,6 +49,8 @@ class Daemon final : public QObject {
         std::unique_ptr<RelayClient> relay = std::make_unique<RelayClient>();
         /// The web page.
         std::filesystem::path page;
+        /// The hook's program as it came with this one.
+        std::optional<std::filesystem::path> bundledHook;
     };
 
     /// Loads the configuration.

@@ -13,6 +13,18 @@ Bundle Bundle::ofThisProcess() {
     return Bundle(fs::read_symlink("/proc/self/exe", error));
 }
 
+std::optional<fs::path> Bundle::auxiliaryExecutable(const char* name) const {
+    std::error_code error;
+    fs::path path = m_prefix / "libexec" / "tamsell" / name;
+    return fs::is_regular_file(path, error) ? std::optional(std::move(path)) : program(name);
+}
+
+std::optional<fs::path> Bundle::program(const char* name) const {
+    std::error_code error;
+    fs::path path = m_prefix / "bin" / name;
+    return fs::is_regular_file(path, error) ? std::optional(std::move(path)) : std::nullopt;
+}
+
 fs::path Bundle::resource(const char* name) const {
     return m_prefix / "share" / "tamsell" / name;
 }

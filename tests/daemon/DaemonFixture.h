@@ -95,7 +95,8 @@ class DaemonFixture : public testing::Test {
                     return m_idleSeconds;
                 },
             .relay = std::move(relay),
-            .page = m_home.path() / "app.html"});
+            .page = m_home.path() / "app.html",
+            .bundledHook = m_home.path() / "bundled-hook"});
         m_daemon->start();
         ASSERT_TRUE(eventually(
             [this] { return m_daemon->serverState().phase != ServerState::Phase::starting; }));

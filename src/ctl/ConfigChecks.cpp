@@ -1,0 +1,178 @@
+#include <array>
+#include <cmath>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/Decimal.h"
+#include "core/Localized.h"
+#include "core/Text.h"
+#include "ctl/Checks.h"
+
+namespace fs = std::filesystem;
+
+namespace ctl {
+
+namespace {
+
+using Level = Finding::Level;
+
+std::string shown(const fs::path& path) {
+    return text::visible(path.string());
+}
+
+// For a shell, as a person would write it.
+std::string inShell(const fs::path& path) {
+    std::string quoted = "'";
+    for (const char c : path.string()) {
+        if (c == '\'')
+            quoted += "'\\'";
+        quoted += c;
+    }
+    return text::visible(quoted + "'");
+}
+
+std::string userName(uid_t user) {
+    const passwd* entry = ::getpwuid(user);
+    return entry && entry->pw_name ? text::visible(entry->pw_name) : std::to_string(user);
+}
+
+// Everything that speaks for the user must be the user's own: files by which programs are run.
+std::optional<Finding> strangerIn(const std::string& subject, const fs::path& path,
+                                  const struct stat& status, mode_t forbidden) {
+    // The superuser looks after other users' homes.
+    if (status.st_uid != ::getuid() && ::getuid() != 0)
+        return Finding{Level::problem, subject,
+                       localized("%@ 屬於 %@", {shown(path), userName(status.st_uid)}),
+                       localized("sudo chown -R %@ %@", {userName(::getuid()), inShell(path)})};
+    if ((status.st_mode & forbidden) != 0)
+        return Finding{Level::problem, subject,
+                       localized((status.st_mode & forbidden & 0022) != 0 ? "別的使用者可以改 %@"
+                                                                          : "別的使用者可以讀 %@",
+                                 {shown(path)}),
+                       localized("chmod go-rwx %@", {inShell(path)})};
+    return std::nullopt;
+}
+
+// A setting whose value counts as its default.
+std::optional<Finding> ignored(const JSONObject& members, std::string_view key,
+                               std::string_view fallback) {
+    const JSONValue* value = members.find(key);
+    const JSONValue* standard = Config::defaults().find(key);
+    const bool isFit = !value || !standard || value->type() == standard->type();
+    const bool isMode = key == "mode" && value && value->string();
+    if (isMode ? awayModeFrom(*value->string()).has_value() : isFit)
+        return std::nullopt;
+    return Finding{Level::notice, localized("設定檔"),
+                   localized("「%@」的值 %@ 看不懂，當作 %@",
+                             {std::string(key),
+                              text::visible(text::prefix(json::compact(*value).value_or("?"), 40)),
+                              std::string(fallback)}),
+                   localized("改正 config.json")};
+}
+
+Findings checkMembers(const JSONObject& members) {
+    Findings findings;
+    for (const auto& [key, standard] : Config::defaults()) {
+        const std::string fallback =
+            standard.string() ? *standard.string() : json::compact(standard).value();
+        if (auto finding = ignored(members, key, fallback))
+            findings.push_back(std::move(*finding));
+    }
+    const Config config = Config::over(members);
+    const double port = std::trunc(config.number("port"));
+    if (!(port >= 1 && port <= 65535)) {
+        std::string digits;
+        decimal::append(digits, config.number("port"));
+        findings.push_back({Level::problem, localized("設定檔"),
+                            localized("port 是 %@，hooks 找不到這樣的連接埠", {digits}),
+                            localized("把 config.json 的 port 改成 1 到 65535，例如 8787")});
+    } else if (loopbackCandidates(config.host(), port).empty()) {
+        findings.push_back({Level::problem, localized("設定檔"),
+                            localized("host 是 %@，hooks 只連到這台電腦自己的位址",
+                                      {text::visible(config.host())}),
+                            localized("把 config.json 的 host 改成 127.0.0.1")});
+    }
+    return findings;
+}
+
+Finding stateFinding(const ConfigFile& file, const fs::path& path, bool hasLastGood) {
+    const std::string subject = localized("設定檔");
+    const std::string repair = hasLastGood
+                                   ? localized("tamsellctl doctor --restore")
+                                   : localized("改正它，或刪掉它（Tamsell 會用預設值重建）");
+    switch (file.state) {
+    case ConfigFile::State::absent:
+        return {Level::notice, subject, localized("還沒有 %@", {shown(path)}),
+                localized("啟動 Tamsell 一次")};
+    case ConfigFile::State::unreadable:
+        return {Level::problem, subject,
+                localized("讀不到 %@：%@", {shown(path), file.error.message()}), ""};
+    case ConfigFile::State::damaged:
+        if (file.error)
+            return {Level::problem, subject,
+                    localized("%@ 不是設定檔：%@", {shown(path), file.error.message()}), repair};
+        return {Level::problem, subject, localized("%@ 不是 JSON 物件", {shown(path)}), repair};
+    case ConfigFile::State::object:
+        break;
+    }
+    return {Level::good, subject, shown(path), ""};
+}
+
+} // namespace
+
+Findings checkDataDirectory(const Locations& locations) {
+    const std::string subject = localized("資料夾");
+    const fs::path& path = locations.dataDirectory;
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        return {{Level::notice, subject, localized("還沒有 %@", {shown(path)}),
+                 localized("啟動 Tamsell 一次")}};
+    if (!S_ISDIR(status.st_mode))
+        return {{Level::problem, subject, localized("%@ 不是資料夾", {shown(path)}),
+                 localized("把它移開，再啟動 Tamsell")}};
+    if (auto stranger = strangerIn(subject, path, status, 0022))
+        return {std::move(*stranger)};
+
+    Findings findings{{Level::good, subject, shown(path), ""}};
+    struct stat log {};
+    if (::stat(locations.eventsLog.c_str(), &log) == 0 && !S_ISREG(log.st_mode))
+        findings.push_back({Level::problem, localized("事件紀錄"),
+                            localized("%@ 不是檔案，事件沒有記下來", {shown(locations.eventsLog)}),
+                            localized("把它移開")});
+    else if (::stat(locations.logsDirectory.c_str(), &log) == 0 &&
+             (!S_ISDIR(log.st_mode) || ::access(locations.logsDirectory.c_str(), W_OK | X_OK) != 0))
+        findings.push_back(
+            {Level::problem, localized("事件紀錄"),
+             localized("%@ 寫不進去，事件沒有記下來", {shown(locations.logsDirectory)}),
+             localized("把它移開，再重新啟動 Tamsell")});
+    return findings;
+}
+
+Findings checkConfig(const Locations& locations) {
+    const fs::path& path = locations.configFile;
+    const auto beside = [&](const char* suffix) {
+        std::error_code error;
+        return fs::exists(path.string() + suffix, error);
+    };
+    const bool hasLastGood = beside(".last-good");
+    const ConfigFile file = ConfigFile::read(path);
+    Findings findings{stateFinding(file, path, hasLastGood)};
+    struct stat status {};
+    if (file.state == ConfigFile::State::object) {
+        if (::stat(path.c_str(), &status) == 0) {
+            if (auto stranger = strangerIn(localized("設定檔"), path, status, 0077))
+                findings = {std::move(*stranger)};
+        }
+        for (Finding& finding : checkMembers(file.members))
+            findings.push_back(std::move(finding));
+    }
+    if (hasLastGood)
+        findings.push_back({Level::notice, localized("設定檔"),
+                            localized("曾經損壞過，之前的設定留在 %@.last-good", {shown(path)}),
+                            localized("tamsellctl doctor --restore 回復，不要的話刪掉那個檔")});
+    return findings;
+}
+
+} // namespace ctl

@@ -1,0 +1,43 @@
+#include "ctl/Finding.h"
+
+#include <string_view>
+
+#include "core/Localized.h"
+
+namespace ctl {
+
+namespace {
+
+struct Words {
+    std::string_view mark;
+    const char* name;
+};
+
+Words wordsOf(Finding::Level level) {
+    switch (level) {
+    case Finding::Level::good:
+        return {"✓", "good"};
+    case Finding::Level::notice:
+        return {"–", "notice"};
+    case Finding::Level::problem:
+        break;
+    }
+    return {"✗", "problem"};
+}
+
+} // namespace
+
+std::string lineOf(const Finding& finding) {
+    std::string line(wordsOf(finding.level).mark);
+    line += " " + finding.subject + localized("：") + finding.text;
+    return finding.remedy.empty() ? line : line + " → " + finding.remedy;
+}
+
+JSONValue jsonOf(const Finding& finding) {
+    return JSONObject{{"level", wordsOf(finding.level).name},
+                      {"subject", finding.subject},
+                      {"text", finding.text},
+                      {"remedy", finding.remedy.empty() ? JSONValue() : finding.remedy}};
+}
+
+} // namespace ctl

@@ -1,0 +1,108 @@
+#include <sys/stat.h>
+
+#include "core/Localized.h"
+#include "core/Text.h"
+#include "ctl/Checks.h"
+
+namespace fs = std::filesystem;
+
+namespace ctl {
+
+namespace {
+
+using Level = Finding::Level;
+
+constexpr std::string_view install = "tamsellctl hooks install";
+
+std::string shown(const fs::path& path) {
+    return text::visible(path.string());
+}
+
+// The events without a current entry, as a list.
+std::string missingEvents(const JSONObject& file, const std::string& command,
+                          std::span<const Hooks::Event> events) {
+    std::string names;
+    for (const Hooks::Event& event : events) {
+        if (Hooks::countInstalled(file, command, std::span(&event, 1)) == 1)
+            continue;
+        names += names.empty() ? "" : "、";
+        names += event.name;
+    }
+    return names;
+}
+
+Finding checkAgent(const std::string& agent, const fs::path& path, const std::string& command,
+                   std::span<const Hooks::Event> events) {
+    try {
+        const JSONObject file = Hooks::readAgentFile(path);
+        const int count = Hooks::countInstalled(file, command, events);
+        const std::string share = std::to_string(count) + "/" + std::to_string(events.size());
+        if (count == static_cast<int>(events.size()))
+            return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
+        if (count == 0)
+            return {Level::problem, agent, localized("沒有裝 hooks（%@）", {shown(path)}),
+                    std::string(install)};
+        return {Level::problem, agent,
+                localized("hooks %@，少了 %@", {share, missingEvents(file, command, events)}),
+                std::string(install)};
+    } catch (const std::exception& error) {
+        return {Level::problem, agent, text::visible(error.what()),
+                localized("改正那個檔，再 %@", {std::string(install)})};
+    }
+}
+
+bool isExecutable(const fs::path& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           (status.st_mode & S_IXUSR) != 0;
+}
+
+Finding checkProgram(const Context& context, const Hooks::Status& status) {
+    const std::string subject = localized("hook 程式");
+    const fs::path& path = context.locations.hookExecutable;
+    std::error_code error;
+    if (!context.bundle.auxiliaryExecutable("tamsell-hook"))
+        return {Level::problem, subject, localized("安裝的 Tamsell 裡缺少 tamsell-hook"),
+                localized("重新安裝 Tamsell")};
+    if (!fs::exists(path, error))
+        return {Level::problem, subject, localized("還沒有 %@", {shown(path)}),
+                std::string(install)};
+    if (!isExecutable(path))
+        return {Level::problem, subject, localized("%@ 不能執行", {shown(path)}),
+                std::string(install)};
+    // The agents hand the quoted path to a shell, in which these still mean something.
+    if (path.string().find_first_of("\"$`\\\n") != std::string::npos)
+        return {Level::problem, subject, localized("shell 會誤解 %@ 裡的符號", {shown(path)}),
+                localized("把 TAMSELL_HOME 換成沒有這些符號的路徑")};
+    if (!status.scriptCurrent)
+        return {Level::problem, subject, localized("%@ 不是最新的", {shown(path)}),
+                std::string(install)};
+    return {Level::good, subject, shown(path), ""};
+}
+
+} // namespace
+
+Findings checkHooks(const Context& context) {
+    const Hooks& hooks = context.hooks;
+    const Hooks::Status status = hooks.status();
+    Findings findings{checkProgram(context, status)};
+    if (status.claude == 0 && !status.error && !hooks.claudeInstalled())
+        findings.push_back({Level::notice, "Claude Code", localized("這台電腦上沒有找到"), ""});
+    else
+        findings.push_back(checkAgent("Claude Code", context.locations.claudeSettings,
+                                      hooks.claudeCommand(), Hooks::claudeEvents()));
+    std::error_code error;
+    if (!fs::exists(context.locations.codexHome, error))
+        findings.push_back({Level::notice, "Codex", localized("這台電腦上沒有找到"), ""});
+    else
+        findings.push_back(checkAgent("Codex", context.locations.codexHooks, hooks.codexCommand(),
+                                      Hooks::codexEvents()));
+    if (status.legacy)
+        // Entries that are complete are left alone by an installation.
+        findings.push_back({Level::problem, localized("舊版"),
+                            localized("agent 的設定裡還有舊版的 hooks"),
+                            localized("tamsellctl hooks remove，再 %@", {std::string(install)})});
+    return findings;
+}
+
+} // namespace ctl

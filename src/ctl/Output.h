@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "core/JSONValue.h"
+
+/// Standard output of a command.
+namespace ctl::output {
+
+/// Writes the text as it is. What comes from outside is to be made visible before.
+/// @throws std::system_error when it cannot be written, to a full disk for one
+void write(std::string_view text);
+
+/// The value in its pretty form, and a line feed.
+void writeJSON(const JSONValue& value);
+
+/// Null for an empty text.
+[[nodiscard]] JSONValue orNull(const std::string& text);
+
+} // namespace ctl::output

@@ -1,0 +1,81 @@
+// The command that says what Tamsell is doing.
+
+#include <algorithm>
+
+#include "core/Decimal.h"
+#include "core/Localized.h"
+#include "core/Text.h"
+#include "ctl/Checks.h"
+#include "ctl/Commands.h"
+#include "ctl/HooksJSON.h"
+#include "ctl/Output.h"
+#include "ctl/Presence.h"
+#include "ctl/Question.h"
+
+namespace ctl {
+
+namespace {
+
+// The texts of the first column end here, in terminal cells.
+constexpr std::size_t firstColumn = 14;
+
+void row(const std::string& name, const std::string& text) {
+    const std::size_t width = text::columns(name);
+    output::write(name + std::string(firstColumn - std::min(width, firstColumn - 1), ' ') + text +
+                  "\n");
+}
+
+JSONValue memberOf(const JSONValue& value, std::string_view key) {
+    const JSONValue* member = value[key];
+    return member ? *member : JSONValue();
+}
+
+void print(const Context& context, const DaemonReport& report) {
+    if (report.obstacle) {
+        row("Tamsell", text::visible(report.trouble));
+    } else {
+        std::string process;
+        decimal::append(process, report.process);
+        row("Tamsell", localized("執行中（程序 %@，%@）", {process, report.address}));
+        row(localized("模式"), presenceText(memberOf(report.snapshot, "presence")));
+        row(localized("等待中"),
+            localized("%lld 個問題", {static_cast<double>(questionsIn(report.snapshot).size())}));
+    }
+    // Good or not, these are what Tamsell lives by.
+    for (const Finding& finding : checkSurroundings(report))
+        row(finding.subject, finding.text);
+    row("hooks", hooksText(context.hooks.status()));
+}
+
+} // namespace
+
+int status(const Context& context, const Arguments& arguments) {
+    const DaemonReport report = askDaemon(context);
+    Findings findings = diagnose(context, report);
+    std::erase_if(findings,
+                  [](const Finding& finding) { return finding.level != Finding::Level::problem; });
+    if (arguments.json) {
+        JSONArray problems;
+        for (const Finding& finding : findings)
+            problems.push_back(jsonOf(finding));
+        output::writeJSON(JSONObject{
+            {"running", !report.obstacle},
+            {"address", report.address},
+            {"pid", report.obstacle ? JSONValue() : JSONValue(report.process)},
+            {"presence", memberOf(report.snapshot, "presence")},
+            {"idleSource", report.idleSource ? JSONValue(*report.idleSource) : JSONValue()},
+            {"pending", static_cast<double>(questionsIn(report.snapshot).size())},
+            {"relay", memberOf(report.snapshot, "relay")},
+            {"hooks", hooksJSON(context.hooks.status())},
+            {"problems", std::move(problems)}});
+    } else {
+        print(context, report);
+        for (const Finding& finding : findings)
+            output::write(lineOf(finding) + "\n");
+    }
+    if (report.obstacle)
+        throw DaemonError(report.trouble);
+    return 0;
+}
+
+} // namespace ctl

@@ -1,0 +1,22 @@
+#include "daemon/StatusFile.h"
+
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include "core/AtomicFile.h"
+
+StatusFile::StatusFile(std::filesystem::path path)
+    : m_path(std::move(path)), m_members{{"pid", static_cast<double>(::getpid())}} {}
+
+void StatusFile::set(std::string_view key, const JSONValue& value) {
+    const JSONValue* now = m_members.find(key);
+    if (now && *now == value)
+        return;
+    m_members.set(key, value);
+    try {
+        atomicfile::write(m_path, json::pretty(m_members) + "\n", 0600);
+    } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch): there is nobody to tell
+    }
+}

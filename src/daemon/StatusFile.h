@@ -1,0 +1,22 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+#include "core/JSONValue.h"
+
+/// logs/status.json: what the daemon knows about itself and its routes do not say, for the one who
+/// looks after it at the terminal. {"pid": …, and what was set}. Mode 0600, replaced atomically.
+class StatusFile {
+  public:
+    /// Writes nothing yet; what an earlier process wrote stays until then, told by its pid.
+    explicit StatusFile(std::filesystem::path path);
+
+    /// Writes the file unless it says so already. A failure is forgotten: the next change writes
+    /// all of it.
+    void set(std::string_view key, const JSONValue& value);
+
+  private:
+    std::filesystem::path m_path;
+    JSONObject m_members;
+};

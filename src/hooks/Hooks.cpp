@@ -1,0 +1,208 @@
+#include "hooks/Hooks.h"
+
+#include <algorithm>
+#include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/AtomicFile.h"
+#include "core/DaemonError.h"
+#include "core/File.h"
+#include "core/Localized.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr mode_t executable = 0755;
+// The program has some hundred kilobytes.
+constexpr std::size_t maximumProgram = std::size_t{256} << 20;
+// How often a file is looked at again that its agent writes at the same moment.
+constexpr int tries = 5;
+
+// Nothing when the file is missing or cannot be read.
+// @throws std::system_error when it is too large
+std::optional<std::string> bytesOf(const fs::path& path, std::size_t limit) {
+    try {
+        return file::read(path, limit);
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::file_too_large)
+            throw;
+        return std::nullopt;
+    }
+}
+
+// The file's object, of bytes that were read.
+JSONObject objectIn(const std::optional<std::string>& bytes, const fs::path& path) {
+    if (!bytes)
+        return {};
+    const auto value = JSONValue::parse(*bytes);
+    if (!value)
+        throw DaemonError(localized("%@ 不是有效的 JSON，或巢狀太深", {path.string()}));
+    if (!value->object())
+        throw DaemonError(localized("%@ 不是 JSON 物件", {path.string()}));
+    return *value->object();
+}
+
+// A backup of these bytes, which are those of the file.
+void backUp(const fs::path& path, std::string_view bytes) {
+    const fs::path backup = Hooks::backupOf(path);
+    std::error_code ignored;
+    // Something odd in its place gives way if it can; what a link names is not ours to write.
+    if (!fs::is_regular_file(fs::symlink_status(backup, ignored)))
+        fs::remove(backup, ignored);
+    struct stat status {};
+    const bool isKnown = ::stat(path.c_str(), &status) == 0;
+    atomicfile::write(backup, bytes, isKnown ? status.st_mode & 07777 : 0600);
+}
+
+// Whether something lies at the path, even if it is a link to nothing readable.
+bool isThere(const fs::path& path) {
+    std::error_code error;
+    return fs::exists(path, error) || error;
+}
+
+// Replaces the file by what `change` makes of its content; nothing means that it stays. An agent
+// may write its file at any time, so what is replaced is what `change` was given.
+template <typename Change>
+void rewrite(const fs::path& path, Change change) {
+    for (int i = 0; i < tries; ++i) {
+        const auto bytes = bytesOf(path, Hooks::maximumFile);
+        const std::optional<JSONObject> object = change(objectIn(bytes, path));
+        if (!object)
+            return;
+        if (bytesOf(path, Hooks::maximumFile) == bytes) {
+            Hooks::writeJSONFile(*object, path);
+            return;
+        }
+    }
+    throw DaemonError(localized("%@ 一直被別的程式改寫", {path.string()}));
+}
+
+// In words for the status; the paths are in them.
+template <typename Read>
+bool understood(std::optional<std::string>& error, Read read) {
+    try {
+        read();
+        return true;
+    } catch (const std::exception& failure) {
+        error = failure.what();
+        return false;
+    }
+}
+
+} // namespace
+
+Hooks::Hooks(Locations locations, std::optional<fs::path> bundledHook,
+             std::vector<fs::path> systemPrograms)
+    : m_locations(std::move(locations)),
+      m_bundledHook(std::move(bundledHook)),
+      m_systemPrograms(std::move(systemPrograms)) {}
+
+std::string Hooks::claudeCommand() const {
+    return "\"" + m_locations.hookExecutable.string() + "\"";
+}
+
+std::string Hooks::codexCommand() const {
+    return claudeCommand() + " --client codex";
+}
+
+Hooks::Status Hooks::status() const {
+    Status status;
+    const bool allRead = understood(status.error, [&] {
+        const JSONObject claude = readAgentFile(m_locations.claudeSettings);
+        status.claude = countInstalled(claude, claudeCommand(), claudeEvents());
+        std::error_code error;
+        const JSONObject codex = readAgentFile(m_locations.codexHooks);
+        if (fs::exists(m_locations.codexHome, error))
+            status.codex = countInstalled(codex, codexCommand(), codexEvents());
+        status.legacy = hasLegacy(claude) || hasLegacy(codex);
+    });
+    if (!allRead) {
+        status.codex.reset();
+        status.legacy = false;
+    }
+    (void)understood(status.error, [&] {
+        const auto installed = bytesOf(m_locations.hookExecutable, maximumProgram);
+        status.scriptCurrent =
+            m_bundledHook && installed && bytesOf(*m_bundledHook, maximumProgram) == installed;
+    });
+    return status;
+}
+
+void Hooks::install() const {
+    installScript();
+    const auto bring = [](const fs::path& path, const std::string& command,
+                          std::span<const Event> events) {
+        rewrite(path, [&](JSONObject file) -> std::optional<JSONObject> {
+            if (countInstalled(file, command, events) == static_cast<int>(events.size()))
+                return std::nullopt;
+            return withOurGroups(std::move(file), command, events);
+        });
+    };
+    bring(m_locations.claudeSettings, claudeCommand(), claudeEvents());
+    std::error_code error;
+    if (fs::exists(m_locations.codexHome, error))
+        bring(m_locations.codexHooks, codexCommand(), codexEvents());
+}
+
+void Hooks::installScript() const {
+    if (!m_bundledHook)
+        throw DaemonError(localized("App 裡缺少 tamsell-hook"));
+    fs::create_directories(m_locations.dataDirectory);
+    const std::string bytes = file::read(*m_bundledHook, maximumProgram);
+    const fs::path& path = m_locations.hookExecutable;
+    if (bytesOf(path, maximumProgram) != bytes)
+        atomicfile::write(path, bytes, executable);
+    else
+        fs::permissions(path, static_cast<fs::perms>(executable));
+}
+
+void Hooks::refreshScript() const {
+    const Status now = status();
+    std::error_code error;
+    const bool isInUse = now.claude > 0 || now.codex.value_or(0) > 0;
+    if (now.scriptCurrent || !isInUse || !fs::exists(m_locations.hookExecutable, error))
+        return;
+    try {
+        installScript();
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the old one goes on serving
+    }
+}
+
+bool Hooks::claudeInstalled() const {
+    std::error_code error;
+    if (fs::is_directory(m_locations.claudeSettings.parent_path(), error))
+        return true;
+    std::vector<fs::path> programs{m_locations.home / ".local/bin/claude",
+                                   m_locations.home / ".claude/local/claude"};
+    programs.insert(programs.end(), m_systemPrograms.begin(), m_systemPrograms.end());
+    return std::ranges::any_of(programs, [&](const fs::path& program) {
+        return fs::is_regular_file(program, error) && ::access(program.c_str(), X_OK) == 0;
+    });
+}
+
+void Hooks::removeEntries() const {
+    for (const fs::path& path : {m_locations.claudeSettings, m_locations.codexHooks}) {
+        rewrite(path, [](const JSONObject& file) -> std::optional<JSONObject> {
+            JSONObject without = withoutOurGroups(file);
+            return without == file ? std::nullopt : std::optional(std::move(without));
+        });
+    }
+}
+
+JSONObject Hooks::readAgentFile(const fs::path& path) {
+    return objectIn(bytesOf(path, maximumFile), path);
+}
+
+void Hooks::writeJSONFile(const JSONObject& object, const fs::path& path) {
+    fs::create_directories(path.parent_path());
+    if (isThere(path))
+        backUp(path, file::read(path, maximumFile));
+    atomicfile::write(path, json::pretty(object) + "\n");
+}
+
+fs::path Hooks::backupOf(const fs::path& path) {
+    return path.string() + ".tamsell-backup";
+}
