@@ -3,6 +3,7 @@
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
+#include "ctl/Presence.h"
 #include "platform/RunningProgram.h"
 
 namespace ctl {
@@ -77,8 +78,11 @@ DaemonReport askDaemon(const Context& context) {
 Findings checkDaemon(const DaemonReport& report) {
     const std::string subject = "Tamsell";
     if (report.obstacle)
-        return {
-            {Level::problem, subject, text::visible(report.trouble), remedyFor(*report.obstacle)}};
+        return {{Level::problem, subject,
+                 *report.obstacle == Reason::notRunning
+                     ? localized("沒有在執行（%@ 沒有程式在聽）", {report.address})
+                     : text::visible(report.trouble),
+                 remedyFor(*report.obstacle)}};
     std::string process;
     decimal::append(process, report.process);
     if (report.isOutdated)
@@ -98,10 +102,11 @@ Findings checkSurroundings(const DaemonReport& report) {
     const bool isAutomatic = mode && mode->string() && *mode->string() == "auto";
     const std::string idle = localized("閒置時間");
     if (report.idleSource && !report.idleSource->empty())
-        findings.push_back({Level::good, idle,
-                            localized("%lld 秒", {numberIn(presence, "idleSeconds")}) +
-                                localized("，來源 %@", {text::visible(*report.idleSource)}),
-                            ""});
+        findings.push_back(
+            {Level::good, idle,
+             localized("%@，來源 %@", {durationText(numberIn(presence, "idleSeconds")),
+                                       text::visible(*report.idleSource)}),
+             ""});
     else if (report.idleSource)
         findings.push_back({isAutomatic ? Level::problem : Level::notice, idle,
                             localized("沒有來源，「自動」永遠算在電腦前"),

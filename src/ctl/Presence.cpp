@@ -1,6 +1,8 @@
 // The commands that say and change how Tamsell stands.
 
 #include "ctl/Presence.h"
+#include <cmath>
+
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Commands.h"
@@ -37,6 +39,16 @@ double numberIn(const JSONValue& value, std::string_view key) {
 
 } // namespace
 
+std::string durationText(double seconds) {
+    constexpr double minute = 60;
+    constexpr double hour = 60 * minute;
+    if (seconds < 2 * minute)
+        return localized("%lld 秒", {std::floor(seconds)});
+    if (seconds < 2 * hour)
+        return localized("%lld 分鐘", {std::floor(seconds / minute)});
+    return localized("%lld 小時", {std::floor(seconds / hour)});
+}
+
 std::string presenceText(const JSONValue& presence) {
     const JSONValue* member = presence["mode"];
     const std::string* name = member ? member->string() : nullptr;
@@ -47,8 +59,8 @@ std::string presenceText(const JSONValue& presence) {
     text += isAway ? localized("，現在算離開：問題會等你回答")
                    : localized("，現在算在電腦前：agent 照常自己問");
     if (mode == AwayMode::automatic)
-        text += localized("（閒置 %lld 秒，%lld 分鐘後算離開）",
-                          {numberIn(presence, "idleSeconds"), numberIn(presence, "idleMinutes")});
+        text += localized("（閒置 %@，", {durationText(numberIn(presence, "idleSeconds"))}) +
+                localized("%lld 分鐘後算離開）", {numberIn(presence, "idleMinutes")});
     return text;
 }
 

@@ -137,7 +137,10 @@ void walk(const DaemonClient& daemon, const std::string& hook) {
     const auto at = arrivalOf(daemon, message);
     if (!at)
         breakAt(arrival, localized("hook 結束了，但 Tamsell 沒有收到事件"));
-    report(arrival, localized("Tamsell 記下了事件"), Milliseconds(std::max(0.0, *at - begunAt)));
+    // Recorded in whole milliseconds, so it may seem later than the end.
+    const Milliseconds whole = process.ended() - begun;
+    report(arrival, localized("Tamsell 記下了事件"),
+           Milliseconds(std::clamp(*at - begunAt, 0.0, whole.count())));
 
     const std::string reply = localized("回覆");
     if (!process.output().empty())

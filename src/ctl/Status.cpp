@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "core/Decimal.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
@@ -31,12 +30,9 @@ JSONValue memberOf(const JSONValue& value, std::string_view key) {
 }
 
 void print(const Context& context, const DaemonReport& report) {
-    if (report.obstacle) {
-        row("Tamsell", text::visible(report.trouble));
-    } else {
-        std::string process;
-        decimal::append(process, report.process);
-        row("Tamsell", localized("執行中（程序 %@，%@）", {process, report.address}));
+    for (const Finding& finding : checkDaemon(report))
+        row(finding.subject, finding.text);
+    if (!report.obstacle) {
         row(localized("模式"), presenceText(memberOf(report.snapshot, "presence")));
         row(localized("等待中"),
             localized("%lld 個問題", {static_cast<double>(questionsIn(report.snapshot).size())}));

@@ -25,11 +25,19 @@ constexpr std::array codexTable{
 constexpr std::string_view ourName = "tamsell-hook";
 constexpr std::string_view olderName = "zel-hook";
 
-const JSONArray& arrayIn(const JSONValue& value, std::string_view key) {
+// The member when it is an array, else an empty one.
+const JSONArray& arrayIn(const JSONObject& object, std::string_view key) {
     static const JSONArray none;
-    const JSONValue* member = value[key];
+    const JSONValue* member = object.find(key);
     const JSONArray* array = member ? member->array() : nullptr;
     return array ? *array : none;
+}
+
+// What a group runs: its entries.
+const JSONArray& entriesOf(const JSONValue& group) {
+    static const JSONObject none;
+    const JSONObject* object = group.object();
+    return arrayIn(object ? *object : none, "hooks");
 }
 
 // The command of one entry of a group; empty when it has none.
@@ -45,7 +53,7 @@ bool isOurs(std::string_view command) {
 }
 
 bool isOurGroup(const JSONValue& group) {
-    return std::ranges::any_of(arrayIn(group, "hooks"),
+    return std::ranges::any_of(entriesOf(group),
                                [](const JSONValue& entry) { return isOurs(commandOf(entry)); });
 }
 
@@ -75,12 +83,9 @@ int Hooks::countInstalled(const JSONObject& file, std::string_view command,
     if (!hooks)
         return 0;
     const auto isInstalled = [&](const Event& event) {
-        const JSONValue* groups = hooks->find(event.name);
-        if (!groups || !groups->array())
-            return false;
-        return std::ranges::any_of(*groups->array(), [&](const JSONValue& group) {
+        return std::ranges::any_of(arrayIn(*hooks, event.name), [&](const JSONValue& group) {
             return isOurGroup(group) &&
-                   std::ranges::any_of(arrayIn(group, "hooks"), [&](const JSONValue& entry) {
+                   std::ranges::any_of(entriesOf(group), [&](const JSONValue& entry) {
                        return isCurrent(entry, command, event.timeout);
                    });
         });
@@ -116,8 +121,7 @@ JSONObject Hooks::withOurGroups(JSONObject file, std::string_view command,
     const JSONObject* found = hooksIn(result);
     JSONObject hooks = found ? *found : JSONObject();
     for (const Event& event : events) {
-        const JSONValue* groups = hooks.find(event.name);
-        JSONArray all = groups && groups->array() ? *groups->array() : JSONArray();
+        JSONArray all = arrayIn(hooks, event.name);
         all.push_back(JSONObject{{"matcher", ""},
                                  {"hooks", JSONArray{JSONObject{{"type", "command"},
                                                                 {"command", command},
@@ -134,7 +138,7 @@ std::vector<std::string> Hooks::ourCommands(const JSONObject& file, std::string_
     if (!hooks)
         return commands;
     for (const JSONValue& group : arrayIn(*hooks, event)) {
-        for (const JSONValue& entry : arrayIn(group, "hooks")) {
+        for (const JSONValue& entry : entriesOf(group)) {
             if (commandOf(entry).find(ourName) != std::string_view::npos)
                 commands.emplace_back(commandOf(entry));
         }
@@ -147,10 +151,9 @@ bool Hooks::hasLegacy(const JSONObject& file) {
     return hooks && std::ranges::any_of(*hooks, [](const JSONObject::Member& member) {
                const JSONArray* groups = member.second.array();
                return groups && std::ranges::any_of(*groups, [](const JSONValue& group) {
-                          return std::ranges::any_of(
-                              arrayIn(group, "hooks"), [](const JSONValue& entry) {
-                                  return commandOf(entry).find(olderName) != std::string_view::npos;
-                              });
+                          return std::ranges::any_of(entriesOf(group), [](const JSONValue& entry) {
+                              return commandOf(entry).find(olderName) != std::string_view::npos;
+                          });
                       });
            });
 }
