@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The whole road on one machine, in a scratch directory: the daemon runs, an "agent" runs the real
-# hook with a permission request, somebody answers, the agent gets the reply.
+# The whole road on one machine, in a scratch directory: the daemon runs, the hooks are installed
+# into an agent's settings, an "agent" runs what it finds there with a permission request, somebody
+# answers, the agent gets the reply.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 auto=no
@@ -12,7 +13,7 @@ esac
 
 bin=$PWD/build/release/bin
 scratch=$(mktemp -d)
-export TAMSELL_HOME=$scratch
+export TAMSELL_HOME=$scratch TAMSELL_CLAUDE_SETTINGS=$scratch/claude/settings.json CODEX_HOME=$scratch/codex
 daemon=
 agent=
 clean_up() {
@@ -47,9 +48,14 @@ for port in 18787 18788 18789 18790 18791; do
   daemon=
 done
 [ -n "$daemon" ] || { cat "$scratch/daemon.log" >&2; exit 1; }
-token=$(sed -n 's/.*"token": "\([0-9a-f]*\)".*/\1/p' "$scratch/config.json")
-url=http://127.0.0.1:$port
 echo "The daemon runs:    $(head -n 1 "$scratch/daemon.log")"
+
+"$bin/tamsellctl" hooks install >"$scratch/install.log" || { cat "$scratch/install.log" >&2; exit 1; }
+# What an agent would run on this event: the text in its settings, with JSON's escapes undone.
+command=$(sed -n '/"PermissionRequest"/,/"timeout"/s/.*"command": "\(.*\)",$/\1/p' "$TAMSELL_CLAUDE_SETTINGS" |
+  sed 's/\\\(["\\]\)/\1/g')
+[ -n "$command" ] || { echo "demo: no hook in the settings" >&2; exit 1; }
+echo "Hooks installed:    $command"
 
 cat >"$scratch/request.json" <<'JSON'
 {"session_id": "demo-session", "cwd": "/home/user/work/orchard", "hook_event_name": "PermissionRequest",
@@ -57,24 +63,22 @@ cat >"$scratch/request.json" <<'JSON'
  "tool_input": {"command": "git push origin release/2.4", "description": "Push the release branch"},
  "permission_suggestions": []}
 JSON
-sh -c "\"$bin/tamsell-hook\"" <"$scratch/request.json" >"$scratch/reply" &
+# The agent's own environment knows nothing of the scratch directory.
+env -u TAMSELL_HOME sh -c "$command" <"$scratch/request.json" >"$scratch/reply" &
 agent=$!
 echo "An agent asks:      may I run \"git push origin release/2.4\"?"
 
-state() { curl --silent --fail --max-time 5 --header "x-token: $token" "$url/state"; }
-pending_id() { state | sed -n 's/.*"pending":\[{[^]]*"id":"\([0-9a-f-]*\)".*/\1/p'; }
+pending_id() { "$bin/tamsellctl" pending --json | sed -n 's/^ *"id": "\([0-9a-f-]*\)".*/\1/p'; }
 has_pending() { [ -n "$(pending_id)" ]; }
 wait_for 10 has_pending || { echo "demo: the question did not arrive" >&2; exit 1; }
 id=$(pending_id)
-answer=(curl --silent --header "x-token: $token" --data "{\"id\":\"$id\",\"action\":\"allow\"}" "$url/answer")
 
 if [ $auto = yes ]; then
-  echo "You answer:         $("${answer[@]}")"
+  echo "You answer:         $("$bin/tamsellctl" answer "$id" allow)"
 else
   echo "You are away, so it waits. Answer from another terminal (allow, always or deny):"
   echo
-  printf "  curl -H 'x-token: %s' -d '%s' %s\n\n" "$token" \
-    "{\"id\":\"$id\",\"action\":\"allow\"}" "$url/answer"
+  printf "  TAMSELL_HOME=%s %s answer %s allow\n\n" "$scratch" "$bin/tamsellctl" "${id:0:8}"
 fi
 wait "$agent"
 agent=

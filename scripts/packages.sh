@@ -9,7 +9,6 @@ test_packages=(
   libgtest-dev libgmock-dev python3 curl openssl libnss-wrapper procps
   dbus xvfb xdotool
 )
-demo_packages=(curl)
 check_packages=(clang clang-format clang-tidy git python3)
 fuzz_packages=(clang libclang-rt-14-dev)
 bench_packages=(nginx-light nodejs curl)
