@@ -212,11 +212,10 @@ Question heldQuestion(const DaemonClient& daemon, std::string_view mark, ChildPr
 
 // "allow" or "deny" as the person types it, or nothing once the hook has ended.
 std::optional<std::string> typedAnswer(ChildProcess& process, const Question& question) {
-    std::string line;
+    std::string typed;
     for (;;) {
         output::write(localized("  打 a 允許，打 d 拒絕，再按 Enter："));
-        line.clear();
-        while (line.find('\n') == std::string::npos) {
+        while (typed.find('\n') == std::string::npos) {
             const auto left = std::chrono::milliseconds(static_cast<std::int64_t>(
                 std::max(0.0, question.expiresAt - wallclock::milliseconds())));
             const bool hasEnded = process.wait(Clock::now() + left + hookPatience, STDIN_FILENO);
@@ -227,12 +226,13 @@ std::optional<std::string> typedAnswer(ChildProcess& process, const Question& qu
                 return std::nullopt;
             std::array<char, 256> piece{};
             const ssize_t count = ::read(STDIN_FILENO, piece.data(), piece.size());
-            if (count <= 0 || line.size() > maximumLine)
+            if (count <= 0 || typed.size() > maximumLine)
                 throw Broken(localized("沒有讀到回答"));
-            line.append(piece.data(), static_cast<std::size_t>(count));
+            typed.append(piece.data(), static_cast<std::size_t>(count));
         }
-        const std::string_view word =
-            text::trimmed(std::string_view(line).substr(0, line.find('\n')));
+        const std::size_t end = typed.find('\n');
+        const std::string word(text::trimmed(std::string_view(typed).substr(0, end)));
+        typed.erase(0, end + 1);
         if (word == "a" || word == "d")
             return word == "a" ? "allow" : "deny";
     }

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "hook/FakeDaemon.h"
+#include "support/FakeDaemon.h"
 
 inline const std::string hookProgram = TAMSELL_BIN "/tamsell-hook";
 

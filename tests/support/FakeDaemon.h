@@ -55,8 +55,8 @@ class FakeDaemon {
     explicit FakeDaemon(const Endpoint& at = loopback4, int backlog = 16, uid_t owner = ::getuid())
         : m_owner(owner),
           m_socket(owned([&] { return ::socket(at.family, SOCK_STREAM | SOCK_CLOEXEC, 0); })) {
-        const timeval patience{.tv_sec = 10, .tv_usec = 0}; // Accepted sockets inherit it.
-        ::setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval limit{.tv_sec = 10, .tv_usec = 0}; // Accepted sockets inherit it.
+        ::setsockopt(m_socket.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         sockaddr_storage name{};
         const socklen_t length = at.writeTo(name);
         if (::bind(m_socket.number(), reinterpret_cast<const sockaddr*>(&name), length) != 0 ||
@@ -91,8 +91,8 @@ class FakeDaemon {
     [[nodiscard]] Descriptor call(Endpoint to = loopback4) const {
         to.port = port();
         Descriptor socket(::socket(to.family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        const timeval patience{.tv_sec = 0, .tv_usec = 200'000};
-        ::setsockopt(socket.number(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+        const timeval limit{.tv_sec = 0, .tv_usec = 200'000};
+        ::setsockopt(socket.number(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
         sockaddr_storage name{};
         const socklen_t length = to.writeTo(name);
         (void)::connect(socket.number(), reinterpret_cast<const sockaddr*>(&name), length);

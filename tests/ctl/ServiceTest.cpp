@@ -1,0 +1,112 @@
+#include "platform/UserService.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "core/DaemonError.h"
+#include "ctl/Checks.h"
+#include "ctl/CtlRun.h"
+#include "support/FakeEnvironment.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+// A service manager that writes down what it is told and gives the test's answers.
+class FakeManager {
+  public:
+    explicit FakeManager(const std::string& answers) {
+        const auto script = home.put("bin/systemctl", "#!/bin/sh\n"
+                                                      "shift 3\n"
+                                                      "echo \"$*\" >>'" +
+                                                          (home / "told").string() +
+                                                          "'\n"
+                                                          "case $1 in\n" +
+                                                          answers + "\nesac\n");
+        EXPECT_EQ(::chmod(script.c_str(), 0755), 0);
+    }
+
+    [[nodiscard]] CtlRun run(const std::vector<std::string>& words) const {
+        return runCtl(home.path(), words, "",
+                      {"PATH=" + (home / "bin").string() + ":" + std::getenv("PATH")});
+    }
+
+    const TemporaryDirectory home;
+};
+
+TEST(Service, IsWrittenStartedAndRemoved) {
+    const FakeManager manager("show) echo UnitFileState=enabled; echo ActiveState=active; "
+                              "echo Result=success; echo MainPID=7;;");
+    const auto unit = manager.home / "config/systemd/user/tamsell.service";
+    EXPECT_EQ(manager.run({"service", "install"}).exitCode, 0);
+    const std::string text = contentOf(unit);
+    EXPECT_THAT(text, testing::HasSubstr("\nExecStart=\"" TAMSELL_BIN "/tamsell\" --headless\n"));
+    EXPECT_THAT(text, testing::HasSubstr(
+                          "\nEnvironment=\"TAMSELL_HOME=" + manager.home.path().string() + "\"\n"));
+    EXPECT_THAT(text, testing::HasSubstr("\nRestart=on-failure\n"));
+    const auto status = JSONValue::parse(manager.run({"service", "status", "--json"}).output);
+    EXPECT_EQ(*(*status)["active"], JSONValue(true));
+    EXPECT_EQ(*(*status)["pid"], JSONValue(7));
+    EXPECT_EQ(*(*status)["program"], JSONValue(TAMSELL_BIN "/tamsell"));
+    EXPECT_EQ(manager.run({"service", "remove"}).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists(unit));
+    EXPECT_THAT(contentOf(manager.home / "told"),
+                testing::HasSubstr("show-environment\ndaemon-reload\nenable tamsell.service\n"
+                                   "restart tamsell.service\n"));
+    EXPECT_THAT(contentOf(manager.home / "told"),
+                testing::HasSubstr("disable --now tamsell.service\ndaemon-reload\n"));
+}
+
+TEST(Service, WithoutAManagerNothingIsLeftBehind) {
+    const FakeManager manager("*) echo 'Failed to connect to bus' >&2; exit 1;;");
+    const CtlRun run = manager.run({"service", "install"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.errors, "tamsellctl: Failed to connect to bus\n");
+    EXPECT_FALSE(std::filesystem::exists(manager.home / "config"));
+}
+
+TEST(Service, TakesAnyPathForTheProgram) {
+    Locations locations;
+    locations.home = "/h";
+    locations.dataDirectory = "/a %\"b\\";
+    const UserService service(fakeEnvironment({{"TAMSELL_HOME", ""}}), locations);
+    EXPECT_EQ(service.file(), "/h/.config/systemd/user/tamsell.service");
+    const std::string text = service.definition("/p $x%\"\\/tamsell");
+    EXPECT_THAT(text, testing::HasSubstr(R"(ExecStart="/p $$x%%\"\\/tamsell" --headless)"));
+    EXPECT_THAT(text, testing::HasSubstr(R"(Environment="TAMSELL_HOME=/a %%\"b\\")"));
+}
+
+TEST(Service, EachStateHasItsLine) {
+    ctl::DaemonReport report;
+    report.process = 7;
+    report.address = "127.0.0.1:8787";
+    UserService::State well;
+    well.isInstalled = well.isEnabled = well.isActive = true;
+    well.process = 7;
+    well.program = "/bin/sh";
+    const auto line = [&](auto change) {
+        UserService::State state = well;
+        change(state);
+        return lineOf(ctl::checkService(state, report).at(0));
+    };
+    EXPECT_EQ(line([](auto&) {}), "✓ 服務：執行中，登入時自動啟動");
+    EXPECT_EQ(line([](auto& state) { state.isInstalled = false; }),
+              "– 服務：沒有安裝，登入後要自己啟動 Tamsell → tamsellctl service install");
+    EXPECT_EQ(line([](auto& state) { state.program = "/gone"; }),
+              "✗ 服務：要啟動的 /gone 不在了 → tamsellctl service install");
+    EXPECT_EQ(line([](auto& state) { state.isEnabled = false; }),
+              "✗ 服務：已安裝，但登入時不會啟動 → tamsellctl service install");
+    EXPECT_EQ(line([](auto& state) {
+                  state.isActive = false;
+                  state.result = "exit-code";
+              }),
+              "✗ 服務：啟動失敗（exit-code） → journalctl --user -u tamsell 看原因，再 tamsellctl "
+              "service install");
+    EXPECT_EQ(line([](auto& state) { state.process = 8; }),
+              "– 服務：執行中，但 127.0.0.1:8787 由另一個 Tamsell 佔用 → 結束另一個，再 tamsellctl "
+              "service install");
+    EXPECT_EQ(line([](auto& state) { state.lingers = false; }),
+              "– 服務：執行中，但登出後就停止 → sudo loginctl enable-linger \"$USER\"");
+}
+
+} // namespace
