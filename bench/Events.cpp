@@ -2,8 +2,8 @@
 
 #include <arpa/inet.h>
 
-#include "platform/Endpoint.h"
 #include "hook/Message.h"
+#include "platform/Endpoint.h"
 
 namespace bench::events {
 

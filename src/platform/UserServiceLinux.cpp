@@ -113,7 +113,7 @@ std::string userName() {
 UserService::UserService(const EnvironmentLookup& environment, const Locations& locations)
     : m_lingerMark(fs::path("/var/lib/systemd/linger") / userName()) {
     const auto chosen = environment("XDG_CONFIG_HOME");
-    // A relative path is to be ignored (XDG Base Directory Specification).
+    // A relative path is to be ignored (freedesktop.org, "XDG Base Directory", Basics).
     const bool isUsable = chosen && fs::path(*chosen).is_absolute();
     m_file =
         (isUsable ? fs::path(*chosen) : locations.home / ".config") / "systemd" / "user" / unitName;
