@@ -13,17 +13,6 @@ namespace {
 // So much of what is asked stands on a line of the list, in characters.
 constexpr std::size_t summaryLength = 300;
 
-std::string outcome(const Question& question, std::string_view action) {
-    const std::string title = titleOf(question);
-    if (action == "deny")
-        return localized("已拒絕：%@", {title});
-    if (action == "allow")
-        return localized("已允許：%@", {title});
-    if (question.canAlways())
-        return localized("已總是允許：%@", {title});
-    return localized("已允許：%@（agent 沒有提出可以記住的規則）", {title});
-}
-
 } // namespace
 
 int pending(const Context& context, const Arguments& arguments) {
@@ -59,7 +48,7 @@ int answer(const Context& context, const Arguments& arguments) {
     if (arguments.message)
         body.set("message", *arguments.message);
     daemon.post("/answer", body);
-    output::write(outcome(question, action) + "\n");
+    output::write(outcomeOf(question, action) + "\n");
     return 0;
 }
 
@@ -73,7 +62,7 @@ int reply(const Context& context, const Arguments& arguments) {
     if (!question.isStop)
         throw DaemonError(localized("這是權限問題，請用「tamsellctl answer」回答"));
     daemon.post("/answer", {{"id", question.id}, {"action", "reply"}, {"text", text}});
-    output::write(localized("已送出指示：%@", {titleOf(question)}) + "\n");
+    output::write(outcomeOf(question, "reply") + "\n");
     return 0;
 }
 

@@ -16,6 +16,7 @@ const std::vector<Command>& commands() {
          {"--message"},
          answer},
         {"reply", "ID TEXT", "給停下的回合新的指示", 2, 2, {}, reply},
+        {"watch", "", "跟著事件與問題，按一個鍵就能回答", 0, 0, {}, watch},
         {"hooks status", "[--json]", "hooks 裝好了沒有", 0, 0, {"--json"}, hooksStatus},
         {"hooks install", "", "安裝或修好 hooks", 0, 0, {}, hooksInstall},
         {"hooks remove", "", "移除 hooks", 0, 0, {}, hooksRemove},

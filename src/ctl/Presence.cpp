@@ -1,6 +1,7 @@
 // The commands that say and change how Tamsell stands.
 
 #include "ctl/Presence.h"
+
 #include <cmath>
 
 #include "core/Localized.h"

@@ -99,6 +99,19 @@ std::string titleOf(const Question& question) {
     return title;
 }
 
+std::string outcomeOf(const Question& question, std::string_view action) {
+    const std::string title = titleOf(question);
+    if (action == "reply")
+        return localized("已送出指示：%@", {title});
+    if (action == "deny")
+        return localized("已拒絕：%@", {title});
+    if (action == "allow")
+        return localized("已允許：%@", {title});
+    if (question.canAlways())
+        return localized("已總是允許：%@", {title});
+    return localized("已允許：%@（agent 沒有提出可以記住的規則）", {title});
+}
+
 std::string remaining(const Question& question) {
     const double left = std::floor((question.expiresAt - wallclock::milliseconds()) / 1000);
     return left > 0 ? localized("剩 %lld 秒", {left}) : localized("時間到了");

@@ -42,6 +42,9 @@ struct Question {
 
 /// "Bash（orchard）": what the question is about, made visible.
 [[nodiscard]] std::string titleOf(const Question& question);
+/// "已允許：Bash（orchard）": what became of a question that was answered so.
+/// @param action "allow", "always", "deny" or "reply"
+[[nodiscard]] std::string outcomeOf(const Question& question, std::string_view action);
 /// "剩 118 秒", or that it is over.
 [[nodiscard]] std::string remaining(const Question& question);
 
