@@ -40,6 +40,18 @@ TEST_F(DaemonTest, StartsOnceListensAndPublishesNothing) {
     EXPECT_EQ(status.st_mode & 0777, 0700U);
 }
 
+TEST_F(DaemonTest, BringsTheHookThatAgentsRunUpToDate) {
+    m_home.put("bundled-hook", "new program");
+    const auto installed = m_home.put("tamsell-hook", "old program");
+    start();
+    EXPECT_EQ(contentOf(installed), "old program") << "no agent runs it";
+    m_home.put(".claude/settings.json",
+               R"({"hooks": {"Stop": [{"hooks": [{"timeout": 600, "command": "\")" +
+                   installed.string() + R"(\""}]}]}})");
+    start();
+    EXPECT_EQ(contentOf(installed), "new program");
+}
+
 TEST_F(DaemonTest, SaysWhyItCannotListen) {
     start({{"port", 70000}});
     EXPECT_EQ(m_daemon->serverState().phase, ServerState::Phase::failed);
