@@ -115,7 +115,7 @@ Hooks::Status Hooks::status() const {
         status.claude = countInstalled(claude, claudeCommand(), claudeEvents());
         std::error_code error;
         const JSONObject codex = readAgentFile(m_locations.codexHooks);
-        if (fs::exists(m_locations.codexHome, error))
+        if (fs::is_directory(m_locations.codexHome, error))
             status.codex = countInstalled(codex, codexCommand(), codexEvents());
         status.legacy = hasLegacy(claude) || hasLegacy(codex);
     });
@@ -143,7 +143,7 @@ void Hooks::install() const {
     };
     bring(m_locations.claudeSettings, claudeCommand(), claudeEvents());
     std::error_code error;
-    if (fs::exists(m_locations.codexHome, error))
+    if (fs::is_directory(m_locations.codexHome, error))
         bring(m_locations.codexHooks, codexCommand(), codexEvents());
 }
 

@@ -96,6 +96,7 @@ TEST_F(HooksTest, WritesOnlyWhatItHasToChange) {
 
     m_hooks.install();
     EXPECT_FALSE(fs::exists(m_at.codexHome));
+    m_home.put("codex", "no directory either");
     EXPECT_THAT(namesIn(m_home / "claude"), ElementsAre("settings.json")) << "nothing to back up";
 
     // All that is ours is there, so the older program's entry is left to whoever removes hooks.
