@@ -209,7 +209,8 @@ class Watch {
 
     void connect() {
         m_stream = DaemonClient(m_context).events();
-        m_lastHeard = Clock::now();
+        // The first snapshot may have come with the head, and then nothing is left to wait for.
+        readStream();
     }
 
     void reconnect() {
