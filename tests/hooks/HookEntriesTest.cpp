@@ -1,3 +1,6 @@
+#include <array>
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
