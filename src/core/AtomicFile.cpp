@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "core/Descriptor.h"
+#include "core/File.h"
 
 namespace fs = std::filesystem;
 
@@ -54,16 +55,6 @@ class TemporaryName {
     std::string m_name;
 };
 
-void writeAll(int descriptor, std::string_view bytes, const fs::path& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR)
-            fail(path);
-        if (written > 0)
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
 void flushDirectory(const fs::path& directory) {
     // So that the rename itself survives a power cut. Not every file system can; that loses
     // nothing.
@@ -100,9 +91,8 @@ void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> m
     const mode_t bits = mode.value_or(replaces ? old.st_mode & 07777 : 0644);
     if (::fchmod(descriptor.number(), bits) != 0)
         fail(path);
-    writeAll(descriptor.number(), bytes, path);
-    if (::fsync(descriptor.number()) != 0 || !descriptor.close() ||
-        ::rename(temporary.get(), target.c_str()) != 0)
+    if (!file::writeAll(descriptor.number(), bytes) || ::fsync(descriptor.number()) != 0 ||
+        !descriptor.close() || ::rename(temporary.get(), target.c_str()) != 0)
         fail(path);
     temporary.release();
     flushDirectory(directory);

@@ -33,6 +33,21 @@ ReadEnd readAll(int descriptor, std::size_t limit, std::string& text) {
     return ReadEnd::cut;
 }
 
+bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            pollfd wait{.fd = descriptor, .events = POLLOUT, .revents = 0};
+            ::poll(&wait, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
 std::optional<std::string> readStart(const std::string& path, std::size_t limit) {
     const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;

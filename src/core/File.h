@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 /// Reading without a surprise: never more than the caller's limit.
 namespace file {
@@ -15,6 +16,10 @@ enum class ReadEnd { whole, cut, failed };
 /// bytes (then it is `cut`, and how much of the rest was read is unspecified). It waits for a
 /// descriptor that does not block, too. After `failed`, errno says why.
 [[nodiscard]] ReadEnd readAll(int descriptor, std::size_t limit, std::string& text);
+
+/// Writes all of it, and waits for a descriptor that does not block, too. False when that failed;
+/// then errno says why, and how much was written is unspecified.
+[[nodiscard]] bool writeAll(int descriptor, std::string_view text);
 
 /// The first `limit` bytes at most, of a file of any kind. Nothing when it cannot be opened or
 /// read.

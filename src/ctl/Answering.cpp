@@ -1,8 +1,10 @@
 // The commands that list the waiting questions and answer them.
 
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Commands.h"
+#include "ctl/DaemonClient.h"
 #include "ctl/Output.h"
 #include "ctl/Question.h"
 
@@ -13,13 +15,22 @@ namespace {
 // So much of what is asked stands on a line of the list, in characters.
 constexpr std::size_t summaryLength = 300;
 
+std::optional<Action> actionFrom(std::string_view word) {
+    if (word == "allow")
+        return Action::allow;
+    if (word == "always")
+        return Action::always;
+    if (word == "deny")
+        return Action::deny;
+    return std::nullopt;
+}
+
 } // namespace
 
 int pending(const Context& context, const Arguments& arguments) {
     const JSONValue snapshot = DaemonClient(context).get("/state");
     if (arguments.json) {
-        const JSONValue* items = snapshot["pending"];
-        output::writeJSON(items ? *items : JSONValue(JSONArray()));
+        output::writeJSON(json::arrayOf(snapshot, "pending"));
         return 0;
     }
     const auto questions = questionsIn(snapshot);
@@ -34,21 +45,18 @@ int pending(const Context& context, const Arguments& arguments) {
 }
 
 int answer(const Context& context, const Arguments& arguments) {
-    const std::string& action = arguments.words[1];
-    if (action != "allow" && action != "always" && action != "deny")
+    const auto action = actionFrom(arguments.words[1]);
+    if (!action)
         throw UsageError(localized("回答只能是 allow、always 或 deny"));
-    if (arguments.message && action != "deny")
+    if (arguments.message && action != Action::deny)
         throw UsageError(localized("只有 deny 可以加 --message"));
     const DaemonClient daemon(context);
     const auto questions = questionsIn(daemon.get("/state"));
     const Question& question = questionNamed(questions, arguments.words[0]);
     if (question.isStop)
-        throw DaemonError(localized("這是停下的回合，請用「tamsellctl reply」給它指示"));
-    JSONObject body{{"id", question.id}, {"action", action}};
-    if (arguments.message)
-        body.set("message", *arguments.message);
-    daemon.post("/answer", body);
-    output::write(outcomeOf(question, action) + "\n");
+        throw DaemonError(localized("這是停下來的回合，請用「tamsellctl reply」給它指示"));
+    daemon.post("/answer", answerTo(question, *action, arguments.message.value_or("")));
+    output::write(outcomeOf(question, *action) + "\n");
     return 0;
 }
 
@@ -61,8 +69,8 @@ int reply(const Context& context, const Arguments& arguments) {
     const Question& question = questionNamed(questions, arguments.words[0]);
     if (!question.isStop)
         throw DaemonError(localized("這是權限問題，請用「tamsellctl answer」回答"));
-    daemon.post("/answer", {{"id", question.id}, {"action", "reply"}, {"text", text}});
-    output::write(outcomeOf(question, "reply") + "\n");
+    daemon.post("/answer", answerTo(question, Action::reply, text));
+    output::write(outcomeOf(question, Action::reply) + "\n");
     return 0;
 }
 

@@ -61,7 +61,7 @@ void takeOption(const Command& command, std::span<char* const>& rest, Call& call
         call.arguments.message = rest.front();
         rest = rest.subspan(1);
     } else {
-        refuse(&command, localized("%@ 後面少了文字", {std::string(option)}));
+        refuse(&command, localized("%@ 後面要有文字", {std::string(option)}));
     }
 }
 
@@ -87,7 +87,7 @@ std::string usage(const Command& command) {
 Call parse(std::span<char* const> arguments) {
     Call call;
     if (arguments.empty())
-        refuse(nullptr, localized("少了指令"));
+        refuse(nullptr, localized("缺少指令"));
     const std::string_view first = arguments.front();
     if (first == "--help" || first == "-h" || first == "help") {
         call.helpOnly = true;
@@ -112,7 +112,7 @@ Call parse(std::span<char* const> arguments) {
     }
     const std::size_t count = call.arguments.words.size();
     if (!call.helpOnly && count < call.command->fewest)
-        refuse(call.command, localized("少了參數"));
+        refuse(call.command, localized("缺少參數"));
     if (!call.helpOnly && count > call.command->most)
         refuse(call.command, localized("參數太多"));
     return call;

@@ -1,14 +1,18 @@
-#include <array>
 #include <cmath>
+#include <filesystem>
+#include <optional>
 
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/ConfigFile.h"
 #include "core/Decimal.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
+#include "ctl/Shown.h"
+#include "platform/Endpoint.h"
 
 namespace fs = std::filesystem;
 
@@ -17,10 +21,6 @@ namespace ctl {
 namespace {
 
 using Level = Finding::Level;
-
-std::string shown(const fs::path& path) {
-    return text::visible(path.string());
-}
 
 // For a shell, as a person would write it.
 std::string inShell(const fs::path& path) {
@@ -39,25 +39,25 @@ std::string userName(uid_t user) {
 }
 
 // Everything that speaks for the user must be the user's own: files by which programs are run.
-std::optional<Finding> strangerIn(const std::string& subject, const fs::path& path,
-                                  const struct stat& status, mode_t forbidden) {
+std::optional<Finding> foreignAccess(const std::string& subject, const fs::path& path,
+                                     const struct stat& status, mode_t forbidden) {
     // The superuser looks after other users' homes.
     if (status.st_uid != ::getuid() && ::getuid() != 0)
         return Finding{Level::problem, subject,
                        localized("%@ 屬於 %@", {shown(path), userName(status.st_uid)}),
-                       localized("sudo chown -R %@ %@", {userName(::getuid()), inShell(path)})};
+                       "sudo chown -R " + userName(::getuid()) + " " + inShell(path)};
     if ((status.st_mode & forbidden) != 0)
         return Finding{Level::problem, subject,
-                       localized((status.st_mode & forbidden & 0022) != 0 ? "別的使用者可以改 %@"
-                                                                          : "別的使用者可以讀 %@",
+                       localized((status.st_mode & forbidden & 0022) != 0 ? "其他使用者可以改 %@"
+                                                                          : "其他使用者可以讀 %@",
                                  {shown(path)}),
-                       localized("chmod go-rwx %@", {inShell(path)})};
+                       "chmod go-rwx " + inShell(path)};
     return std::nullopt;
 }
 
 // A setting whose value counts as its default.
-std::optional<Finding> ignored(const JSONObject& members, std::string_view key,
-                               std::string_view fallback) {
+std::optional<Finding> unusableMember(const JSONObject& members, std::string_view key,
+                                      std::string_view fallback) {
     const JSONValue* value = members.find(key);
     const JSONValue* standard = Config::defaults().find(key);
     const bool isFit = !value || !standard || value->type() == standard->type();
@@ -65,11 +65,11 @@ std::optional<Finding> ignored(const JSONObject& members, std::string_view key,
     if (isMode ? awayModeFrom(*value->string()).has_value() : isFit)
         return std::nullopt;
     return Finding{Level::notice, localized("設定檔"),
-                   localized("「%@」的值 %@ 看不懂，當作 %@",
+                   localized("「%@」的值 %@ 無效，改用 %@",
                              {std::string(key),
                               text::visible(text::prefix(json::compact(*value).value_or("?"), 40)),
                               std::string(fallback)}),
-                   localized("改正 config.json")};
+                   localized("修正 config.json")};
 }
 
 Findings checkMembers(const JSONObject& members) {
@@ -77,7 +77,7 @@ Findings checkMembers(const JSONObject& members) {
     for (const auto& [key, standard] : Config::defaults()) {
         const std::string fallback =
             standard.string() ? *standard.string() : json::compact(standard).value();
-        if (auto finding = ignored(members, key, fallback))
+        if (auto finding = unusableMember(members, key, fallback))
             findings.push_back(std::move(*finding));
     }
     const Config config = Config::over(members);
@@ -97,18 +97,17 @@ Findings checkMembers(const JSONObject& members) {
     return findings;
 }
 
-Finding stateFinding(const ConfigFile& file, const fs::path& path, bool hasLastGood) {
+// @param repair what to do when it is damaged
+Finding stateFinding(const ConfigFile& file, const fs::path& path, const std::string& repair) {
     const std::string subject = localized("設定檔");
-    const std::string repair = hasLastGood
-                                   ? localized("tamsellctl doctor --restore")
-                                   : localized("改正它，或刪掉它（Tamsell 會用預設值重建）");
     switch (file.state) {
     case ConfigFile::State::absent:
         return {Level::notice, subject, localized("還沒有 %@", {shown(path)}),
                 localized("啟動 Tamsell 一次")};
     case ConfigFile::State::unreadable:
         return {Level::problem, subject,
-                localized("讀不到 %@：%@", {shown(path), file.error.message()}), ""};
+                localized("讀不到 %@：%@", {shown(path), file.error.message()}),
+                "ls -l " + inShell(path)};
     case ConfigFile::State::damaged:
         if (file.error)
             return {Level::problem, subject,
@@ -132,20 +131,21 @@ Findings checkDataDirectory(const Locations& locations) {
     if (!S_ISDIR(status.st_mode))
         return {{Level::problem, subject, localized("%@ 不是資料夾", {shown(path)}),
                  localized("把它移開，再啟動 Tamsell")}};
-    if (auto stranger = strangerIn(subject, path, status, 0022))
+    if (auto stranger = foreignAccess(subject, path, status, 0022))
         return {std::move(*stranger)};
 
     Findings findings{{Level::good, subject, shown(path), ""}};
     struct stat log {};
     if (::stat(locations.eventsLog.c_str(), &log) == 0 && !S_ISREG(log.st_mode))
-        findings.push_back({Level::problem, localized("事件紀錄"),
-                            localized("%@ 不是檔案，事件沒有記下來", {shown(locations.eventsLog)}),
-                            localized("把它移開")});
+        findings.push_back(
+            {Level::problem, localized("事件紀錄"),
+             localized("%@ 不是檔案，事件沒有留下紀錄", {shown(locations.eventsLog)}),
+             localized("把它移開")});
     else if (::stat(locations.logsDirectory.c_str(), &log) == 0 &&
              (!S_ISDIR(log.st_mode) || ::access(locations.logsDirectory.c_str(), W_OK | X_OK) != 0))
         findings.push_back(
             {Level::problem, localized("事件紀錄"),
-             localized("%@ 寫不進去，事件沒有記下來", {shown(locations.logsDirectory)}),
+             localized("%@ 無法寫入，事件沒有留下紀錄", {shown(locations.logsDirectory)}),
              localized("把它移開，再重新啟動 Tamsell")});
     return findings;
 }
@@ -158,11 +158,14 @@ Findings checkConfig(const Locations& locations) {
     };
     const bool hasLastGood = beside(".last-good");
     const ConfigFile file = ConfigFile::read(path);
-    Findings findings{stateFinding(file, path, hasLastGood)};
+    const std::string repair = hasLastGood
+                                   ? "tamsellctl doctor --restore"
+                                   : localized("修正它，或刪掉它（Tamsell 會用預設值重建）");
+    Findings findings{stateFinding(file, path, repair)};
     struct stat status {};
     if (file.state == ConfigFile::State::object) {
         if (::stat(path.c_str(), &status) == 0) {
-            if (auto stranger = strangerIn(localized("設定檔"), path, status, 0077))
+            if (auto stranger = foreignAccess(localized("設定檔"), path, status, 0077))
                 findings = {std::move(*stranger)};
         }
         for (Finding& finding : checkMembers(file.members))
@@ -171,7 +174,7 @@ Findings checkConfig(const Locations& locations) {
     if (hasLastGood)
         findings.push_back({Level::notice, localized("設定檔"),
                             localized("曾經損壞過，之前的設定留在 %@.last-good", {shown(path)}),
-                            localized("tamsellctl doctor --restore 回復，不要的話刪掉那個檔")});
+                            localized("用 tamsellctl doctor --restore 還原，或刪除該檔")});
     return findings;
 }
 

@@ -1,13 +1,14 @@
 #include "ctl/ConfigEdit.h"
 
 #include <chrono>
+#include <system_error>
 #include <thread>
 
 #include "core/AtomicFile.h"
 #include "core/ConfigFile.h"
 #include "core/Localized.h"
-#include "core/Text.h"
 #include "ctl/DaemonClient.h"
+#include "ctl/Shown.h"
 
 namespace ctl {
 
@@ -31,22 +32,22 @@ bool replace(const Locations& locations, const std::function<void(JSONObject&)>&
     return true;
 }
 
-enum class Sight { shown, hidden, nobody };
+enum class Adoption { adopted, pending, notRunning };
 
-Sight waitUntilShown(const Context& context,
-                     const std::function<bool(const JSONValue& snapshot)>& isShown) {
+Adoption waitUntilShown(const Context& context,
+                        const std::function<bool(const JSONValue& snapshot)>& isShown) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     for (;;) {
         try {
             if (isShown(DaemonClient(context).get("/state")))
-                return Sight::shown;
+                return Adoption::adopted;
         } catch (const Unreachable& error) {
             // Another token is in force until the daemon has read the file.
             if (error.reason() != Unreachable::Reason::token)
-                return Sight::nobody;
+                return Adoption::notRunning;
         }
         if (std::chrono::steady_clock::now() >= deadline)
-            return Sight::hidden;
+            return Adoption::pending;
         std::this_thread::sleep_for(pause);
     }
 }
@@ -59,16 +60,16 @@ EditOutcome editConfig(const Context& context, const std::function<void(JSONObje
         if (!replace(context.locations, change))
             continue;
         switch (waitUntilShown(context, isShown)) {
-        case Sight::shown:
+        case Adoption::adopted:
             return EditOutcome::shown;
-        case Sight::nobody:
+        case Adoption::notRunning:
             return EditOutcome::notRunning;
-        case Sight::hidden:
+        case Adoption::pending:
             break;
         }
     }
-    throw DaemonError(localized("改不了 %@：別的程式同時在改，或 Tamsell 沒有採用",
-                                {text::visible(context.locations.configFile.string())}));
+    throw DaemonError(localized("改不了 %@：其他程式同時在改，或 Tamsell 沒有採用",
+                                {shown(context.locations.configFile)}));
 }
 
 } // namespace ctl

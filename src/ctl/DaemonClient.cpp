@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <utility>
 
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 
@@ -19,7 +20,7 @@ using Reason = Unreachable::Reason;
 constexpr std::chrono::seconds patience{5};
 
 // Only what is surely no control character or separator goes into a header.
-bool isHeaderText(std::string_view text) {
+bool isTokenText(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return c > 0x20 && c < 0x7F; });
 }
 
@@ -40,39 +41,6 @@ bool readReply(LocalConnection& connection, HTTPReplyReader& reply) {
 
 } // namespace
 
-std::optional<JSONValue> EventStream::newest(LocalConnection::Deadline deadline) {
-    constexpr std::string_view endOfRecord = "\n\n";
-    constexpr std::string_view beginning = "data: ";
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filled before it is read
-    std::array<char, std::size_t{16} << 10> buffer;
-    for (;;) {
-        std::optional<JSONValue> newest;
-        const std::string_view body = m_reply.body();
-        const std::size_t end = body.rfind(endOfRecord);
-        std::size_t taken = 0;
-        if (end != std::string_view::npos) {
-            taken = end + endOfRecord.size();
-            // Only the last record counts; those before it and the comments between say less.
-            for (std::string_view rest = body.substr(0, end); !newest && !rest.empty();) {
-                const std::size_t before = rest.rfind(endOfRecord);
-                const std::size_t at =
-                    before == std::string_view::npos ? 0 : before + endOfRecord.size();
-                if (rest.substr(at).starts_with(beginning))
-                    newest = JSONValue::parse(rest.substr(at + beginning.size()));
-                rest = rest.substr(0, before == std::string_view::npos ? 0 : before);
-            }
-            m_reply.dropFromBody(taken);
-        }
-        if (newest)
-            return newest;
-        const auto piece = m_connection.receive(buffer, {.deadline = deadline});
-        if (!piece && Clock::now() >= deadline)
-            return std::nullopt;
-        if (!piece || piece->empty() || m_reply.add(*piece) != Progress::endless)
-            throw Unreachable(Reason::notRunning, localized("與 Tamsell 的連線中斷了"));
-    }
-}
-
 DaemonClient::DaemonClient(const Context& context)
     : DaemonClient(context.config(), context.owner()) {}
 
@@ -91,9 +59,8 @@ std::string DaemonClient::address() const {
 
 DaemonClient::Reply DaemonClient::health() const {
     Reply reply = exchange("GET", "/health", {}, Token::keptBack);
-    const JSONValue* isOurs = reply.body["app"];
-    if (reply.status != 200 || !isOurs || !isOurs->boolean())
-        throw Unreachable(Reason::anotherProgram, localized("%@ 被別的程式佔用", {address()}));
+    if (reply.status != 200 || !json::member(reply.body, "app").boolean())
+        throw Unreachable(Reason::anotherProgram, localized("%@ 被其他程式佔用", {address()}));
     return reply;
 }
 
@@ -135,7 +102,7 @@ LocalConnection DaemonClient::connect() const {
     if (obstacle == Obstacle::notInTime)
         throw silence();
     throw Unreachable(Reason::notRunning,
-                      localized("Tamsell 沒有在執行（%@ 沒有程式在聽）", {address()}));
+                      localized("Tamsell 沒有在執行（%@ 沒有程式在監聽）", {address()}));
 }
 
 std::string DaemonClient::head(const LocalConnection& connection, std::string_view method,
@@ -143,7 +110,7 @@ std::string DaemonClient::head(const LocalConnection& connection, std::string_vi
     std::string text;
     text.append(method).append(" ").append(target).append(" HTTP/1.1\r\nhost: ");
     text += connection.peer().authority();
-    if (token == Token::sent && isHeaderText(m_token))
+    if (token == Token::sent && isTokenText(m_token))
         text.append("\r\nx-token: ").append(m_token);
     text.append("\r\ncontent-length: ").append(std::to_string(length));
     return text.append("\r\n\r\n");
@@ -169,15 +136,14 @@ JSONValue DaemonClient::checked(const Reply& reply) const {
     if (reply.status == 401)
         throw Unreachable(Reason::token,
                           localized("執行中的 Tamsell 不認得設定檔裡的存取權杖（token）"));
-    const JSONValue* error = reply.body["error"];
-    throw DaemonError(
-        error && error->string()
-            ? *error->string()
-            : localized("看不懂 %@ 的回應：HTTP %@", {address(), std::to_string(reply.status)}));
+    const std::string* error = json::textOf(reply.body, "error");
+    throw DaemonError(error ? *error
+                            : localized("無法解讀 %@ 的回應：HTTP %@",
+                                        {address(), std::to_string(reply.status)}));
 }
 
 Unreachable DaemonClient::silence() const {
-    return {Reason::notAnswering, localized("%@ 有程式在聽，但沒有回應", {address()})};
+    return {Reason::notAnswering, localized("%@ 有程式在監聽，但沒有回應", {address()})};
 }
 
 } // namespace ctl

@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "core/DaemonError.h"
-#include "core/HTTPReply.h"
 #include "core/JSONValue.h"
 #include "ctl/Context.h"
+#include "ctl/EventStream.h"
 #include "platform/LocalConnection.h"
 
 namespace ctl {
@@ -34,27 +34,11 @@ class Unreachable final : public DaemonError {
     Reason m_reason;
 };
 
-/// The events of the daemon's stream: the snapshot now, and after every change.
-class EventStream {
-  public:
-    EventStream(LocalConnection connection, HTTPReplyReader reply)
-        : m_connection(std::move(connection)), m_reply(std::move(reply)) {}
-
-    /// Readable when there may be something to take.
-    [[nodiscard]] int descriptor() const { return m_connection.descriptor(); }
-    /// The newest snapshot among what has come; nothing when none has come by the deadline.
-    /// @throws Unreachable when the stream has ended
-    [[nodiscard]] std::optional<JSONValue> newest(LocalConnection::Deadline deadline);
-
-  private:
-    LocalConnection m_connection;
-    HTTPReplyReader m_reply;
-};
-
 /// The daemon's routes, for the one who has the access token.
 ///
-/// Nothing is said to a listener of another user. Every call throws `Unreachable`, with a sentence
-/// that tells what to do, when there is no daemon to speak to.
+/// Nothing is said to a listener of another user. Every call waits up to five seconds for the
+/// connection and five for the reply, and throws `Unreachable`, which says what is wrong, when
+/// there is no daemon to speak to.
 class DaemonClient {
   public:
     /// Reads where the daemon is, and the token, from the settings as they are now.
@@ -68,12 +52,13 @@ class DaemonClient {
         std::chrono::microseconds took{0};
     };
 
-    /// What answers without a token.
+    /// What answers without a token. @throws Unreachable also when another program does
     [[nodiscard]] Reply health() const;
     /// GET, with the token. @throws DaemonError with the daemon's words unless it says 200
     [[nodiscard]] JSONValue get(std::string_view target) const;
     /// POST, with the token. @throws DaemonError with the daemon's words unless it says 200
     JSONValue post(std::string_view target, const JSONObject& body) const;
+    /// @throws DaemonError with the daemon's words unless it says 200
     [[nodiscard]] EventStream events() const;
 
     /// "127.0.0.1:8787": where the settings say that it is.

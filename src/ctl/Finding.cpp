@@ -33,11 +33,23 @@ std::string lineOf(const Finding& finding) {
     return finding.remedy.empty() ? line : line + " → " + finding.remedy;
 }
 
-JSONValue jsonOf(const Finding& finding) {
-    return JSONObject{{"level", wordsOf(finding.level).name},
-                      {"subject", finding.subject},
-                      {"text", finding.text},
-                      {"remedy", finding.remedy.empty() ? JSONValue() : finding.remedy}};
+std::string linesOf(const Findings& findings) {
+    std::string lines;
+    for (const Finding& finding : findings)
+        lines += lineOf(finding) + "\n";
+    return lines;
+}
+
+JSONArray jsonOf(const Findings& findings) {
+    JSONArray all;
+    for (const Finding& finding : findings) {
+        all.push_back(
+            JSONObject{{"level", wordsOf(finding.level).name},
+                       {"subject", finding.subject},
+                       {"text", finding.text},
+                       {"remedy", finding.remedy.empty() ? JSONValue() : finding.remedy}});
+    }
+    return all;
 }
 
 } // namespace ctl

@@ -28,7 +28,10 @@ using Findings = std::vector<Finding>;
 /// One line: a mark for the level, the subject, the text, and the remedy behind an arrow.
 [[nodiscard]] std::string lineOf(const Finding& finding);
 
-/// {"level", "subject", "text", "remedy" or null}.
-[[nodiscard]] JSONValue jsonOf(const Finding& finding);
+/// One line each, with the line feeds.
+[[nodiscard]] std::string linesOf(const Findings& findings);
+
+/// [{"level": "good", "notice" or "problem", "subject", "text", "remedy" or null}, …]
+[[nodiscard]] JSONArray jsonOf(const Findings& findings);
 
 } // namespace ctl

@@ -3,6 +3,8 @@
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
+#include "ctl/HooksReport.h"
+#include "ctl/Shown.h"
 
 namespace fs = std::filesystem;
 
@@ -13,10 +15,6 @@ namespace {
 using Level = Finding::Level;
 
 constexpr std::string_view install = "tamsellctl hooks install";
-
-std::string shown(const fs::path& path) {
-    return text::visible(path.string());
-}
 
 // The events without a current entry, as a list.
 std::string missingEvents(const JSONObject& file, const std::string& command,
@@ -36,7 +34,7 @@ Finding checkAgent(const std::string& agent, const fs::path& path, const std::st
     try {
         const JSONObject file = Hooks::readAgentFile(path);
         const int count = Hooks::countInstalled(file, command, events);
-        const std::string share = std::to_string(count) + "/" + std::to_string(events.size());
+        const std::string share = shareText(count, events.size());
         if (count == static_cast<int>(events.size()))
             return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
         if (count == 0)
@@ -47,7 +45,7 @@ Finding checkAgent(const std::string& agent, const fs::path& path, const std::st
                 std::string(install)};
     } catch (const std::exception& error) {
         return {Level::problem, agent, text::visible(error.what()),
-                localized("改正那個檔，再 %@", {std::string(install)})};
+                localized("修正該檔後執行 %@", {std::string(install)})};
     }
 }
 
@@ -92,16 +90,16 @@ Findings checkHooks(const Context& context) {
         findings.push_back(checkAgent("Claude Code", context.locations.claudeSettings,
                                       hooks.claudeCommand(), Hooks::claudeEvents()));
     std::error_code error;
-    if (!fs::exists(context.locations.codexHome, error))
+    if (!fs::is_directory(context.locations.codexHome, error))
         findings.push_back({Level::notice, "Codex", localized("這台電腦上沒有找到"), ""});
     else
         findings.push_back(checkAgent("Codex", context.locations.codexHooks, hooks.codexCommand(),
                                       Hooks::codexEvents()));
     if (status.legacy)
         // Entries that are complete are left alone by an installation.
-        findings.push_back({Level::problem, localized("舊版"),
-                            localized("agent 的設定裡還有舊版的 hooks"),
-                            localized("tamsellctl hooks remove，再 %@", {std::string(install)})});
+        findings.push_back(
+            {Level::problem, localized("舊版"), localized("agent 的設定裡還有舊版的 hooks"),
+             localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)})});
     return findings;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,7 +16,7 @@ void write(std::string_view text);
 /// The value in its pretty form, and a line feed.
 void writeJSON(const JSONValue& value);
 
-/// Null for an empty text.
-[[nodiscard]] JSONValue orNull(const std::string& text);
+/// Null for nothing.
+[[nodiscard]] JSONValue orNull(const std::optional<std::string>& text);
 
 } // namespace ctl::output

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "core/Clock.h"
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 
@@ -15,9 +16,8 @@ namespace {
 constexpr std::size_t shortIdLength = 8;
 constexpr std::size_t shortestPrefix = 4;
 
-std::string textIn(const JSONValue& value, std::string_view key) {
-    const JSONValue* member = value[key];
-    const std::string* text = member ? member->string() : nullptr;
+std::string textOr(const JSONValue& value, std::string_view key) {
+    const std::string* text = json::textOf(value, key);
     return text ? *text : "";
 }
 
@@ -25,15 +25,14 @@ std::string textIn(const JSONValue& value, std::string_view key) {
 
 std::optional<Question> Question::from(const JSONValue& item) {
     Question question;
-    question.id = textIn(item, "id");
+    question.id = textOr(item, "id");
     if (question.id.empty())
         return std::nullopt;
-    question.isStop = textIn(item, "kind") == "stop";
-    question.client = textIn(item, "client");
-    question.tool = textIn(item, "tool");
-    question.project = std::filesystem::path(textIn(item, "cwd")).filename().string();
-    const JSONValue* expires = item["expiresAt"];
-    question.expiresAt = expires ? expires->number().value_or(0) : 0;
+    question.isStop = textOr(item, "kind") == "stop";
+    question.client = textOr(item, "client");
+    question.tool = textOr(item, "tool");
+    question.project = std::filesystem::path(textOr(item, "cwd")).filename().string();
+    question.expiresAt = json::numberOf(item, "expiresAt");
     question.item = item;
     return question;
 }
@@ -44,29 +43,24 @@ std::string_view Question::shortId() const {
 
 std::string Question::summary() const {
     if (isStop)
-        return textIn(item, "lastMessage");
+        return textOr(item, "lastMessage");
     const JSONValue* input = item["input"];
     if (!input)
         return "";
     for (const char* key : {"command", "file_path"}) {
-        const JSONValue* member = (*input)[key];
-        if (member && member->string())
-            return *member->string();
+        if (const std::string* text = json::textOf(*input, key))
+            return *text;
     }
     return json::compact(*input).value_or("");
 }
 
 bool Question::canAlways() const {
-    const JSONValue* suggestions = item["suggestions"];
-    return suggestions && suggestions->array() && !suggestions->array()->empty();
+    return !json::arrayOf(item, "suggestions").empty();
 }
 
 std::vector<Question> questionsIn(const JSONValue& snapshot) {
     std::vector<Question> questions;
-    const JSONValue* pending = snapshot["pending"];
-    if (!pending || !pending->array())
-        return questions;
-    for (const JSONValue& item : *pending->array()) {
+    for (const JSONValue& item : json::arrayOf(snapshot, "pending")) {
         if (auto question = Question::from(item))
             questions.push_back(std::move(*question));
     }
@@ -83,7 +77,7 @@ const Question& questionNamed(const std::vector<Question>& questions, std::strin
     const auto count = std::ranges::count_if(questions, isMeant);
     if (count == 0)
         throw DaemonError(
-            localized("沒有代號是 %@ 的問題在等：已經回答過或已逾時", {text::visible(id)}));
+            localized("沒有代號為 %@ 的待回答問題：已經回答過或已逾時", {text::visible(id)}));
     if (count > 1)
         throw DaemonError(localized("代號以 %@ 開頭的問題有 %@ 個，請多打幾個字元",
                                     {text::visible(id), std::to_string(count)}));
@@ -91,7 +85,7 @@ const Question& questionNamed(const std::vector<Question>& questions, std::strin
 }
 
 std::string titleOf(const Question& question) {
-    std::string title = question.isStop         ? localized("停下的回合")
+    std::string title = question.isStop         ? localized("停下來的回合")
                         : question.tool.empty() ? localized("權限")
                                                 : text::visible(question.tool);
     if (!question.project.empty())
@@ -99,17 +93,43 @@ std::string titleOf(const Question& question) {
     return title;
 }
 
-std::string outcomeOf(const Question& question, std::string_view action) {
+JSONObject answerTo(const Question& question, Action action, const std::string& text) {
+    const auto name = [action] {
+        switch (action) {
+        case Action::allow:
+            return "allow";
+        case Action::always:
+            return "always";
+        case Action::deny:
+            return "deny";
+        case Action::reply:
+            break;
+        }
+        return "reply";
+    };
+    JSONObject body{{"id", question.id}, {"action", name()}};
+    if (action == Action::reply)
+        body.set("text", text);
+    else if (action == Action::deny && !text.empty())
+        body.set("message", text);
+    return body;
+}
+
+std::string outcomeOf(const Question& question, Action action) {
     const std::string title = titleOf(question);
-    if (action == "reply")
-        return localized("已送出指示：%@", {title});
-    if (action == "deny")
-        return localized("已拒絕：%@", {title});
-    if (action == "allow")
+    switch (action) {
+    case Action::allow:
         return localized("已允許：%@", {title});
-    if (question.canAlways())
-        return localized("已總是允許：%@", {title});
-    return localized("已允許：%@（agent 沒有提出可以記住的規則）", {title});
+    case Action::always:
+        return question.canAlways()
+                   ? localized("已總是允許：%@", {title})
+                   : localized("已允許：%@（agent 沒有提出可以記住的規則）", {title});
+    case Action::deny:
+        return localized("已拒絕：%@", {title});
+    case Action::reply:
+        break;
+    }
+    return localized("已送出指示：%@", {title});
 }
 
 std::string remaining(const Question& question) {

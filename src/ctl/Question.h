@@ -1,13 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/DaemonError.h"
 #include "core/JSONValue.h"
-#include "ctl/DaemonClient.h"
 
 namespace ctl {
 
@@ -42,9 +41,18 @@ struct Question {
 
 /// "Bash（orchard）": what the question is about, made visible.
 [[nodiscard]] std::string titleOf(const Question& question);
+
+/// What a question can be answered with. Only a stopped turn takes a reply, and only that.
+enum class Action { allow, always, deny, reply };
+
+/// The body of POST /answer.
+/// @param text the instruction of a reply, or why it is denied; may be empty for a denial
+[[nodiscard]] JSONObject answerTo(const Question& question, Action action,
+                                  const std::string& text = {});
+
 /// "已允許：Bash（orchard）": what became of a question that was answered so.
-/// @param action "allow", "always", "deny" or "reply"
-[[nodiscard]] std::string outcomeOf(const Question& question, std::string_view action);
+[[nodiscard]] std::string outcomeOf(const Question& question, Action action);
+
 /// "剩 118 秒", or that it is over.
 [[nodiscard]] std::string remaining(const Question& question);
 

@@ -1,7 +1,9 @@
 #include "ctl/QuestionText.h"
 
 #include <algorithm>
+#include <utility>
 
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 
@@ -12,11 +14,6 @@ namespace {
 using Kind = TextLine::Kind;
 
 constexpr std::size_t tabWidth = 4;
-
-const std::string* textIn(const JSONValue& value, std::string_view key) {
-    const JSONValue* member = value[key];
-    return member ? member->string() : nullptr;
-}
 
 // A line feed at the end ends the last line and begins none.
 std::vector<std::string_view> splitLines(std::string_view text) {
@@ -30,18 +27,24 @@ std::vector<std::string_view> splitLines(std::string_view text) {
 }
 
 // Collects the lines, and keeps in mind which members of the input they show.
-class Reading {
+class LineCollector {
   public:
-    explicit Reading(const JSONObject& input) : m_input(input) {}
+    explicit LineCollector(const JSONObject& input) : m_input(input) {}
 
     // The member of that name when it is a text, which is shown from then on.
     const std::string* take(std::string_view key) {
-        const JSONValue* member = m_input.find(key);
-        return member && member->string() ? (m_taken.push_back(key), member->string()) : nullptr;
+        const std::string* text = m_input.string(key);
+        if (text)
+            m_taken.push_back(key);
+        return text;
     }
+    [[nodiscard]] bool has(std::string_view key) const { return m_input.string(key) != nullptr; }
     const JSONArray* takeArray(std::string_view key) {
         const JSONValue* member = m_input.find(key);
-        return member && member->array() ? (m_taken.push_back(key), member->array()) : nullptr;
+        const JSONArray* array = member ? member->array() : nullptr;
+        if (array)
+            m_taken.push_back(key);
+        return array;
     }
 
     void add(Kind kind, std::string_view prefix, std::string_view line) {
@@ -101,7 +104,7 @@ class Reading {
     bool m_hasHidden = false;
 };
 
-void addEdit(Reading& reading, std::string_view before, std::string_view after) {
+void addEdit(LineCollector& lines, std::string_view before, std::string_view after) {
     const auto old = splitLines(before);
     const auto now = splitLines(after);
     // Lines that stay at the beginning and the end are there to find one's way.
@@ -114,98 +117,93 @@ void addEdit(Reading& reading, std::string_view before, std::string_view after) 
            old[old.size() - 1 - sameBehind] == now[now.size() - 1 - sameBehind])
         ++sameBehind;
     for (std::size_t i = 0; i < same; ++i)
-        reading.add(Kind::plain, "  ", old[i]);
+        lines.add(Kind::plain, "  ", old[i]);
     for (std::size_t i = same; i < old.size() - sameBehind; ++i)
-        reading.add(Kind::removed, "- ", old[i]);
+        lines.add(Kind::removed, "- ", old[i]);
     for (std::size_t i = same; i < now.size() - sameBehind; ++i)
-        reading.add(Kind::added, "+ ", now[i]);
+        lines.add(Kind::added, "+ ", now[i]);
     for (std::size_t i = old.size() - sameBehind; i < old.size(); ++i)
-        reading.add(Kind::plain, "  ", old[i]);
+        lines.add(Kind::plain, "  ", old[i]);
     if (before != after && old == now)
-        reading.note(localized("只差在最後的換行"));
+        lines.note(localized("只差在最後的換行"));
 }
 
-void addPatch(Reading& reading, std::string_view patch) {
+void addPatch(LineCollector& lines, std::string_view patch) {
     for (const std::string_view line : splitLines(patch)) {
-        reading.add(line.starts_with('+')   ? Kind::added
-                    : line.starts_with('-') ? Kind::removed
-                                            : Kind::plain,
-                    "", line);
+        lines.add(line.starts_with('+')   ? Kind::added
+                  : line.starts_with('-') ? Kind::removed
+                                          : Kind::plain,
+                  "", line);
     }
 }
 
-void addJSON(Reading& reading, const JSONValue& value) {
-    reading.addAll(Kind::plain, "", json::pretty(value));
+void addJSON(LineCollector& lines, const JSONValue& value) {
+    lines.addAll(Kind::plain, "", json::pretty(value));
 }
 
-void addQuestions(Reading& reading, const JSONArray& questions) {
+void addQuestions(LineCollector& lines, const JSONArray& questions) {
     for (const JSONValue& question : questions) {
-        const std::string* asked = textIn(question, "question");
+        const std::string* asked = json::textOf(question, "question");
         const JSONValue* options = question["options"];
         if (!asked || !options || !options->array()) {
-            addJSON(reading, question);
+            addJSON(lines, question);
             continue;
         }
-        reading.addAll(Kind::plain, "", *asked);
-        const JSONValue* several = question["multiSelect"];
-        if (several && several->boolean().value_or(false))
-            reading.note(localized("  可以選好幾個"));
+        lines.addAll(Kind::plain, "", *asked);
+        if (json::isTrue(question, "multiSelect"))
+            lines.note(localized("  可複選"));
         for (const JSONValue& option : *options->array()) {
-            const std::string* label = textIn(option, "label");
+            const std::string* label = json::textOf(option, "label");
             if (!label) {
-                addJSON(reading, option);
+                addJSON(lines, option);
                 continue;
             }
-            reading.addAll(Kind::plain, "  • ", *label);
-            if (const std::string* description = textIn(option, "description"))
-                reading.addAll(Kind::plain, "    ", *description);
+            lines.addAll(Kind::plain, "  • ", *label);
+            if (const std::string* description = json::textOf(option, "description"))
+                lines.addAll(Kind::plain, "    ", *description);
         }
     }
-    reading.note(localized("這裡沒辦法選；按 D 可以把你的選擇寫給 agent"));
+    lines.note(localized("這裡不能選；可以拒絕，並把你的選擇寫在原因裡"));
 }
 
-void addEdits(Reading& reading, const JSONArray& edits) {
+void addEdits(LineCollector& lines, const JSONArray& edits) {
     for (const JSONValue& edit : edits) {
-        const std::string* before = textIn(edit, "old_string");
-        const std::string* after = textIn(edit, "new_string");
+        const std::string* before = json::textOf(edit, "old_string");
+        const std::string* after = json::textOf(edit, "new_string");
         if (!before || !after) {
-            addJSON(reading, edit);
+            addJSON(lines, edit);
             continue;
         }
-        const JSONValue* all = edit["replace_all"];
-        reading.note(all && all->boolean().value_or(false) ? localized("每一處都換：")
-                                                           : localized("換一處："));
-        addEdit(reading, *before, *after);
+        lines.note(json::isTrue(edit, "replace_all") ? localized("全部取代：")
+                                                     : localized("取代一處："));
+        addEdit(lines, *before, *after);
     }
 }
 
-void addInput(Reading& reading) {
-    if (const std::string* command = reading.take("command")) {
+void addInput(LineCollector& lines) {
+    if (const std::string* command = lines.take("command")) {
         if (command->starts_with("*** Begin Patch"))
-            addPatch(reading, *command);
+            addPatch(lines, *command);
         else
-            reading.addNumbered(*command);
+            lines.addNumbered(*command);
     }
-    if (const std::string* path = reading.take("file_path"))
-        reading.add(Kind::plain, "", *path);
-    const JSONObject rest = reading.rest();
-    const JSONValue* before = rest.find("old_string");
-    const JSONValue* after = rest.find("new_string");
-    if (before && before->string() && after && after->string())
-        addEdit(reading, *reading.take("old_string"), *reading.take("new_string"));
-    if (const JSONArray* edits = reading.takeArray("edits"))
-        addEdits(reading, *edits);
-    if (const std::string* content = reading.take("content"))
-        reading.addNumbered(*content);
-    if (const std::string* plan = reading.take("plan"))
-        reading.addAll(Kind::plain, "", *plan);
-    if (const JSONArray* questions = reading.takeArray("questions"))
-        addQuestions(reading, *questions);
+    if (const std::string* path = lines.take("file_path"))
+        lines.add(Kind::plain, "", *path);
+    if (lines.has("old_string") && lines.has("new_string"))
+        addEdit(lines, *lines.take("old_string"), *lines.take("new_string"));
+    if (const JSONArray* edits = lines.takeArray("edits"))
+        addEdits(lines, *edits);
+    if (const std::string* content = lines.take("content"))
+        lines.addNumbered(*content);
+    if (const std::string* plan = lines.take("plan"))
+        lines.addAll(Kind::plain, "", *plan);
+    if (const JSONArray* questions = lines.takeArray("questions"))
+        addQuestions(lines, *questions);
 }
 
 std::string place(const std::string& destination) {
     if (destination == "session")
-        return localized("只在這個 session 有效");
+        return localized("只在這個工作階段有效");
     if (destination == "localSettings")
         return localized("寫進專案的 .claude/settings.local.json");
     if (destination == "projectSettings")
@@ -219,8 +217,8 @@ std::string place(const std::string& destination) {
 std::optional<std::string> ruleNames(const JSONArray& rules) {
     std::string names;
     for (const JSONValue& rule : rules) {
-        const std::string* tool = textIn(rule, "toolName");
-        const std::string* content = textIn(rule, "ruleContent");
+        const std::string* tool = json::textOf(rule, "toolName");
+        const std::string* content = json::textOf(rule, "ruleContent");
         if (!tool || rule.object()->size() != (content ? 2U : 1U))
             return std::nullopt;
         names += (names.empty() ? "" : localized("、")) + text::visible(*tool);
@@ -242,14 +240,14 @@ std::optional<std::string> directoryNames(const JSONArray& directories) {
 
 // Nothing when there is more in the suggestion than a sentence of ours would say.
 std::optional<std::string> sentence(const JSONValue& suggestion) {
-    const std::string* type = textIn(suggestion, "type");
-    const std::string* destination = textIn(suggestion, "destination");
+    const std::string* type = json::textOf(suggestion, "type");
+    const std::string* destination = json::textOf(suggestion, "destination");
     if (!type || !destination)
         return std::nullopt;
     const std::size_t members = suggestion.object()->size();
     std::optional<std::string> what;
     const JSONValue* rules = suggestion["rules"];
-    const std::string* behavior = textIn(suggestion, "behavior");
+    const std::string* behavior = json::textOf(suggestion, "behavior");
     if (*type == "addRules" && members == 4 && rules && rules->array() && behavior) {
         what = ruleNames(*rules->array());
         if (what && *behavior == "allow")
@@ -261,14 +259,14 @@ std::optional<std::string> sentence(const JSONValue& suggestion) {
     if (*type == "addDirectories" && members == 3 && directories && directories->array()) {
         what = directoryNames(*directories->array());
         if (what)
-            what = localized("可以使用目錄 %@", {*what});
+            what = localized("可以使用資料夾 %@", {*what});
     }
-    const std::string* mode = textIn(suggestion, "mode");
+    const std::string* mode = json::textOf(suggestion, "mode");
     if (*type == "setMode" && members == 3 && mode)
-        what = localized("權限模式換成 %@", {text::visible(*mode)});
+        what = localized("權限模式改成 %@", {text::visible(*mode)});
     if (!what)
         return std::nullopt;
-    return *what + localized("，") + place(*destination);
+    return localized("%@，%@", {*what, place(*destination)});
 }
 
 } // namespace
@@ -276,34 +274,34 @@ std::optional<std::string> sentence(const JSONValue& suggestion) {
 std::vector<TextLine> linesOf(const Question& question) {
     if (question.isStop) {
         const JSONObject nothing;
-        Reading reading(nothing);
-        if (const std::string* message = textIn(question.item, "lastMessage"))
-            reading.addAll(Kind::plain, "", *message);
-        return std::move(reading).finish();
+        LineCollector lines(nothing);
+        if (const std::string* message = json::textOf(question.item, "lastMessage"))
+            lines.addAll(Kind::plain, "", *message);
+        return std::move(lines).finish();
     }
     const JSONValue* input = question.item["input"];
     if (!input || !input->object()) {
         const JSONObject nothing;
-        Reading reading(nothing);
+        LineCollector lines(nothing);
         if (input && !input->isNull())
-            addJSON(reading, *input);
+            addJSON(lines, *input);
         else
-            reading.note(localized("agent 沒有說要做什麼"));
-        return std::move(reading).finish();
+            lines.note(localized("agent 沒有說要做什麼"));
+        return std::move(lines).finish();
     }
-    Reading reading(*input->object());
-    addInput(reading);
-    const bool isReadable = reading.hasTaken();
+    LineCollector lines(*input->object());
+    addInput(lines);
+    const bool isReadable = lines.hasTaken();
     // A claim of the agent's, so it stands behind what it is about.
-    const std::string* description = reading.take("description");
-    if (const JSONObject rest = reading.rest(); !rest.empty()) {
+    const std::string* description = lines.take("description");
+    if (const JSONObject rest = lines.rest(); !rest.empty()) {
         if (isReadable)
-            reading.note(localized("其他："));
-        addJSON(reading, rest);
+            lines.note(localized("其他："));
+        addJSON(lines, rest);
     }
     if (description)
-        reading.addAll(Kind::plain, localized("agent 的說明："), *description);
-    return std::move(reading).finish();
+        lines.addAll(Kind::plain, localized("agent 的說明："), *description);
+    return std::move(lines).finish();
 }
 
 std::vector<std::string> rememberedBy(const Question& question) {

@@ -1,10 +1,10 @@
 // The commands that have the daemon started where no desktop does it.
 
 #include "core/Localized.h"
-#include "core/Text.h"
 #include "ctl/Checks.h"
 #include "ctl/Commands.h"
 #include "ctl/Output.h"
+#include "ctl/Shown.h"
 
 namespace ctl {
 
@@ -22,9 +22,8 @@ int serviceInstall(const Context& context, const Arguments& /*arguments*/) {
         throw DaemonError(localized("這裡沒有 tamsell 這個程式"));
     const UserService service = serviceOf(context);
     service.install(*program);
-    output::write(localized("已安裝 %@", {text::visible(service.file().string())}) + "\n");
-    for (const Finding& finding : checkService(service.state(), askDaemon(context)))
-        output::write(lineOf(finding) + "\n");
+    output::write(localized("已安裝 %@", {shown(service.file())}) + "\n");
+    output::write(linesOf(checkService(service.state(), askDaemon(context))));
     return 0;
 }
 
@@ -43,10 +42,14 @@ int serviceStatus(const Context& context, const Arguments& arguments) {
                           {"enabled", state.isEnabled},
                           {"active", state.isActive},
                           {"pid", nullptr},
-                          {"program", output::orNull(state.program)},
+                          {"program", nullptr},
                           {"lingers", nullptr},
-                          {"result", output::orNull(state.result)},
-                          {"error", output::orNull(state.trouble.value_or(""))}};
+                          {"result", nullptr},
+                          {"error", output::orNull(state.trouble)}};
+        if (!state.program.empty())
+            object.set("program", state.program);
+        if (!state.result.empty())
+            object.set("result", state.result);
         if (state.process > 0)
             object.set("pid", static_cast<double>(state.process));
         if (state.lingers)
@@ -54,8 +57,7 @@ int serviceStatus(const Context& context, const Arguments& arguments) {
         output::writeJSON(object);
         return 0;
     }
-    for (const Finding& finding : checkService(state, askDaemon(context)))
-        output::write(lineOf(finding) + "\n");
+    output::write(linesOf(checkService(state, askDaemon(context))));
     return 0;
 }
 

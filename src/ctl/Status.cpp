@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
 #include "ctl/Commands.h"
-#include "ctl/HooksJSON.h"
+#include "ctl/HooksReport.h"
 #include "ctl/Output.h"
 #include "ctl/Presence.h"
 #include "ctl/Question.h"
@@ -24,16 +25,12 @@ void row(const std::string& name, const std::string& text) {
                   "\n");
 }
 
-JSONValue memberOf(const JSONValue& value, std::string_view key) {
-    const JSONValue* member = value[key];
-    return member ? *member : JSONValue();
-}
-
 void print(const Context& context, const DaemonReport& report) {
     for (const Finding& finding : checkDaemon(report))
         row(finding.subject, finding.text);
     if (!report.obstacle) {
-        row(localized("模式"), presenceText(memberOf(report.snapshot, "presence")));
+        if (const auto presence = Presence::in(report.snapshot))
+            row(localized("模式"), textOf(*presence));
         row(localized("等待中"),
             localized("%lld 個問題", {static_cast<double>(questionsIn(report.snapshot).size())}));
     }
@@ -51,23 +48,19 @@ int status(const Context& context, const Arguments& arguments) {
     std::erase_if(findings,
                   [](const Finding& finding) { return finding.level != Finding::Level::problem; });
     if (arguments.json) {
-        JSONArray problems;
-        for (const Finding& finding : findings)
-            problems.push_back(jsonOf(finding));
-        output::writeJSON(JSONObject{
-            {"running", !report.obstacle},
-            {"address", report.address},
-            {"pid", report.obstacle ? JSONValue() : JSONValue(report.process)},
-            {"presence", memberOf(report.snapshot, "presence")},
-            {"idleSource", report.idleSource ? JSONValue(*report.idleSource) : JSONValue()},
-            {"pending", static_cast<double>(questionsIn(report.snapshot).size())},
-            {"relay", memberOf(report.snapshot, "relay")},
-            {"hooks", hooksJSON(context.hooks.status())},
-            {"problems", std::move(problems)}});
+        output::writeJSON(
+            JSONObject{{"running", !report.obstacle},
+                       {"address", report.address},
+                       {"pid", report.process ? JSONValue(*report.process) : JSONValue()},
+                       {"presence", json::member(report.snapshot, "presence")},
+                       {"idleSource", output::orNull(report.idleSource)},
+                       {"pending", static_cast<double>(questionsIn(report.snapshot).size())},
+                       {"relay", json::member(report.snapshot, "relay")},
+                       {"hooks", hooksJSON(context.hooks.status())},
+                       {"problems", jsonOf(findings)}});
     } else {
         print(context, report);
-        for (const Finding& finding : findings)
-            output::write(lineOf(finding) + "\n");
+        output::write(linesOf(findings));
     }
     if (report.obstacle)
         throw DaemonError(report.trouble);

@@ -1,10 +1,10 @@
 #include "ctl/Watcher.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
+#include <utility>
 
 #include "core/Clock.h"
+#include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Presence.h"
@@ -14,10 +14,6 @@ namespace ctl {
 
 namespace {
 
-// Of what came before, so much is told at the beginning.
-constexpr std::size_t firstEvents = 5;
-// Lines that are held back while a question stands there; a person reads no more of them.
-constexpr std::size_t maximumNews = 200;
 // What of a question is drawn at first.
 constexpr std::size_t firstLines = 200;
 constexpr std::size_t firstBytes = std::size_t{64} << 10;
@@ -32,31 +28,6 @@ constexpr std::string_view faint = "\x1b[2m";
 constexpr std::string_view red = "\x1b[31m";
 constexpr std::string_view green = "\x1b[32m";
 constexpr std::string_view plain = "\x1b[0m";
-
-std::string visibleIn(const JSONValue& value, std::string_view key) {
-    const JSONValue* member = value[key];
-    return member && member->string() ? text::visible(*member->string()) : "";
-}
-
-std::string timeOfDay(const JSONValue& event) {
-    const JSONValue* at = event["at"];
-    const auto seconds = static_cast<std::time_t>(at ? at->number().value_or(0) / 1000 : 0);
-    std::tm parts{};
-    std::array<char, 16> text{};
-    if (!::localtime_r(&seconds, &parts) ||
-        std::strftime(text.data(), text.size(), "%H:%M:%S", &parts) == 0)
-        return "--:--:--";
-    return text.data();
-}
-
-std::string lineOf(const JSONValue& event) {
-    std::string line = timeOfDay(event);
-    for (const char* key : {"client", "event", "tool", "summary"}) {
-        if (const std::string part = visibleIn(event, key); !part.empty())
-            line += "  " + part;
-    }
-    return line;
-}
 
 std::size_t charactersIn(std::string_view utf8) {
     return static_cast<std::size_t>(
@@ -80,17 +51,21 @@ std::string_view beginningOf(std::string_view utf8, std::size_t bytes) {
 
 void Watcher::receive(const JSONValue& snapshot) {
     if (m_isLost)
-        news(localized("又連上 Tamsell 了"));
+        m_feed.add(localized("已重新連上 Tamsell"));
     m_isLost = false;
     m_lossReason.clear();
-    notePresence(snapshot);
-    noteEvents(snapshot);
+    m_feed.receive(snapshot);
+    const auto presence = Presence::in(snapshot);
+    if (m_style.answers && presence && !std::exchange(m_hasAdvised, true) &&
+        presence->mode == AwayMode::automatic)
+        m_feed.add(
+            localized("在這裡按鍵也算回到電腦前；要一直在這裡回答，先執行 tamsellctl mode on"));
     std::vector<Question> before = std::exchange(m_questions, questionsIn(snapshot));
     std::erase_if(m_putAside, [&](const std::string& id) { return !contains(m_questions, id); });
     const auto tellEnd = [&](const Question& question) {
         const bool isOver = question.expiresAt <= wallclock::milliseconds();
-        say(isOver ? localized("時間到了，不用回答了：%@", {titleOf(question)})
-                   : localized("在別處回答了，或 agent 不等了：%@", {titleOf(question)}));
+        say(isOver ? localized("已逾時，不必回答：%@", {titleOf(question)})
+                   : localized("已在別處回答，或 agent 已不再等待：%@", {titleOf(question)}));
     };
     if (!m_style.answers) {
         for (const Question& question : before) {
@@ -112,7 +87,7 @@ void Watcher::lose(const std::string& reason) {
         say("");
     m_current.reset();
     m_decision.reset();
-    flushNews();
+    m_output += m_feed.take();
     if (m_lossReason != reason)
         say(localized("%@；會一直重試", {text::visible(reason)}));
     m_lossReason = reason;
@@ -132,9 +107,9 @@ void Watcher::type(std::string_view bytes, Clock::time_point now) {
         }
         return;
     }
-    const bool isDeliberate = bytes.size() == 1 && now - m_lastMove >= rest;
+    const bool isDeliberate = bytes.size() == 1 && now - m_lastActivity >= quietPeriod;
     // Whatever comes too early puts the moment off, so a key that is held down never counts.
-    m_lastMove = now;
+    m_lastActivity = now;
     if (isDeliberate && !m_decision)
         press(bytes.front());
 }
@@ -180,71 +155,17 @@ std::string Watcher::takeOutput() {
 std::optional<JSONObject> Watcher::takeAnswer() {
     if (!m_decision || std::exchange(m_decision->isTaken, true))
         return std::nullopt;
-    JSONObject body{{"id", m_decision->question.id}, {"action", m_decision->action}};
-    if (m_decision->action == "reply")
-        body.set("text", m_decision->text);
-    else if (!m_decision->text.empty())
-        body.set("message", m_decision->text);
-    return body;
+    return answerTo(m_decision->question, m_decision->action, m_decision->text);
 }
 
 std::optional<Watcher::Clock::time_point> Watcher::wakeUp() const {
     return m_compose ? m_compose->endsAt : std::nullopt;
 }
 
-void Watcher::noteEvents(const JSONValue& snapshot) {
-    const JSONValue* recent = snapshot["recent"];
-    const JSONArray events = recent && recent->array() ? *recent->array() : JSONArray();
-    // The list moves on at its end: what was there before is its beginning, as far as it reaches.
-    std::size_t known = std::min(m_recent.size(), events.size());
-    while (known > 0 && !std::equal(m_recent.end() - static_cast<std::ptrdiff_t>(known),
-                                    m_recent.end(), events.begin()))
-        --known;
-    if (!m_hasSeenSnapshot)
-        known = events.size() - std::min(events.size(), firstEvents);
-    for (std::size_t i = known; i < events.size(); ++i)
-        news(lineOf(events[i]));
-    m_recent = events;
-    m_hasSeenSnapshot = true;
-}
-
-void Watcher::notePresence(const JSONValue& snapshot) {
-    const JSONValue* presence = snapshot["presence"];
-    if (!presence)
-        return;
-    const JSONValue* mode = (*presence)["mode"];
-    const JSONValue* away = (*presence)["away"];
-    const std::string now = visibleIn(*presence, "mode") +
-                            (away && away->boolean().value_or(false) ? " away" : " present");
-    if (now == m_presence)
-        return;
-    const bool isFirst = std::exchange(m_presence, now).empty();
-    news(presenceText(*presence));
-    if (isFirst && m_style.answers && mode && mode->string() && *mode->string() == "auto")
-        news(localized("在這裡按鍵也算回到電腦前；要一直在這裡回答，先執行 tamsellctl mode on"));
-}
-
-void Watcher::news(std::string line) {
-    m_news.push_back(std::move(line));
-    if (m_news.size() > maximumNews) {
-        m_news.pop_front();
-        ++m_lostNews;
-    }
-}
-
-void Watcher::flushNews() {
-    if (m_lostNews > 0)
-        say(localized("（略過 %lld 行）", {static_cast<double>(m_lostNews)}));
-    for (const std::string& line : m_news)
-        say(line);
-    m_news.clear();
-    m_lostNews = 0;
-}
-
 void Watcher::proceed() {
     if (m_current)
         return;
-    flushNews();
+    m_output += m_feed.take();
     for (const Question& question : m_questions) {
         if (m_putAside.contains(question.id))
             continue;
@@ -264,14 +185,23 @@ void Watcher::draw(const Question& question, Extent extent) {
     say(styled(faint, rule));
     say("[" + text::visible(question.shortId()) + "] " + styled(bold, titleOf(question)) + "  " +
         text::visible(question.client) + "  " + remaining(question));
-    if (const std::string directory = visibleIn(question.item, "cwd"); !directory.empty())
-        say(styled(faint, directory));
+    const std::string* directory = json::textOf(question.item, "cwd");
+    if (directory && !directory->empty())
+        say(styled(faint, text::visible(*directory)));
+    drawText(question, extent);
+    if (const auto remembered = rememberedBy(question); !remembered.empty()) {
+        say(localized("總是允許會記住："));
+        for (const std::string& line : remembered)
+            say("  " + line);
+    }
+    drawChoices(question);
+}
 
-    const auto lines = linesOf(question);
+void Watcher::drawText(const Question& question, Extent extent) {
     std::size_t count = 0;
     std::size_t bytes = 0;
     std::size_t hidden = 0;
-    for (const TextLine& line : lines) {
+    for (const TextLine& line : linesOf(question)) {
         std::string_view shown = line.text;
         if (extent == Extent::beginning)
             shown = beginningOf(shown, count < firstLines ? firstBytes - bytes : 0);
@@ -286,34 +216,32 @@ void Watcher::draw(const Question& question, Extent extent) {
             : line.kind == Kind::note    ? styled(bold, shown)
                                          : std::string(shown));
     }
-    if (hidden > 0)
-        say(styled(bold,
-                   localized("⚠ 後面還有 %lld 個字元沒有顯示", {static_cast<double>(hidden)}) +
-                       (m_style.answers ? localized("，按 v 看全部") : "")));
+    if (hidden == 0)
+        return;
+    const auto number = static_cast<double>(hidden);
+    say(styled(bold, m_style.answers
+                         ? localized("⚠ 後面還有 %lld 個字元沒有顯示，按 v 看全部", {number})
+                         : localized("⚠ 後面還有 %lld 個字元沒有顯示", {number})));
+}
 
-    if (const auto remembered = rememberedBy(question); !remembered.empty()) {
-        say(localized("總是允許會記住："));
-        for (const std::string& line : remembered)
-            say("  " + line);
-    }
+void Watcher::drawChoices(const Question& question) {
     if (!m_style.answers) {
         const std::string id = text::visible(question.shortId());
         say(question.isStop ? localized("給指示：tamsellctl reply %@ TEXT", {id})
                             : localized("回答：tamsellctl answer %@ allow|always|deny", {id}));
         return;
     }
-    const auto others =
-        static_cast<double>(std::ranges::count_if(m_questions, [&](const Question& other) {
-            return other.id != question.id && !m_putAside.contains(other.id);
-        }));
+    const auto others = std::ranges::count_if(m_questions, [&](const Question& other) {
+        return other.id != question.id && !m_putAside.contains(other.id);
+    });
     if (others > 0)
-        say(localized("（後面還有 %lld 題）", {others}));
-    std::string keys = question.isStop
-                           ? localized("r 給指示")
-                           : localized("a 允許  ") +
-                                 (question.canAlways() ? localized("A 總是允許  ") : "") +
-                                 localized("d 拒絕  D 拒絕並說明");
-    say(styled(bold, keys) + localized("  s 先跳過  q 離開"));
+        say(localized("（後面還有 %lld 題）", {static_cast<double>(others)}));
+    const std::string keys =
+        question.isStop ? localized("r 給指示  s 先跳過  q 離開")
+        : question.canAlways()
+            ? localized("a 允許  A 總是允許  d 拒絕  D 拒絕並說明  s 先跳過  q 離開")
+            : localized("a 允許  d 拒絕  D 拒絕並說明  s 先跳過  q 離開");
+    say(styled(bold, keys));
 }
 
 void Watcher::press(char key) {
@@ -335,11 +263,11 @@ void Watcher::press(char key) {
         if (key == 'r')
             compose(Composition{.isDenial = false});
     } else if (key == 'a') {
-        decide("allow");
+        decide(Action::allow);
     } else if (key == 'A' && m_current->canAlways()) {
-        decide("always");
+        decide(Action::always);
     } else if (key == 'd') {
-        decide("deny");
+        decide(Action::deny);
     } else if (key == 'D') {
         compose(Composition{.isDenial = true});
     }
@@ -356,17 +284,17 @@ void Watcher::finishComposition() {
     const Composition composition = *std::exchange(m_compose, std::nullopt);
     const std::string text(text::trimmed(composition.text));
     if (composition.isDenial) {
-        decide("deny", text);
+        decide(Action::deny, text);
     } else if (text.empty()) {
         say(localized("取消了"));
         redraw();
     } else {
-        decide("reply", text);
+        decide(Action::reply, text);
     }
 }
 
-void Watcher::decide(std::string action, std::string text) {
-    m_decision = Decision{.question = *m_current, .action = std::move(action), .text = text};
+void Watcher::decide(Action action, const std::string& text) {
+    m_decision = Decision{.question = *m_current, .action = action, .text = text};
 }
 
 std::string Watcher::styled(std::string_view escape, std::string_view text) const {

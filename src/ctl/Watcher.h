@@ -1,13 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <deque>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "ctl/EventFeed.h"
 #include "ctl/Question.h"
 
 namespace ctl {
@@ -22,7 +22,7 @@ namespace ctl {
 class Watcher {
   public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::milliseconds rest{600};
+    static constexpr std::chrono::milliseconds quietPeriod{600};
 
     /// How the text looks.
     struct Style {
@@ -57,7 +57,7 @@ class Watcher {
     /// What is to be written now. The caller throws away what was typed until it is written, and
     /// then calls `drawn`.
     [[nodiscard]] std::string takeOutput();
-    void drawn(Clock::time_point now) { m_lastMove = now; }
+    void drawn(Clock::time_point now) { m_lastActivity = now; }
     [[nodiscard]] Input input() const { return m_compose ? Input::line : Input::keys; }
     /// The body of an answer that is to be sent.
     [[nodiscard]] std::optional<JSONObject> takeAnswer();
@@ -77,39 +77,34 @@ class Watcher {
     // What was decided, until the daemon has it.
     struct Decision {
         Question question;
-        std::string action;
+        Action action = Action::deny;
         std::string text;
         bool isTaken = false;
     };
 
-    void noteEvents(const JSONValue& snapshot);
-    void notePresence(const JSONValue& snapshot);
     void proceed();
-    void flushNews();
     void draw(const Question& question, Extent extent);
+    void drawText(const Question& question, Extent extent);
+    void drawChoices(const Question& question);
     void press(char key);
     void compose(Composition composition);
     void finishComposition();
-    void decide(std::string action, std::string text = {});
+    void decide(Action action, const std::string& text = {});
     void say(std::string_view text) { m_output.append(text).append("\n"); }
-    void news(std::string line);
     [[nodiscard]] std::string styled(std::string_view escape, std::string_view text) const;
 
     Style m_style;
     std::string m_output;
-    std::deque<std::string> m_news; // lines that wait until no question is drawn
-    std::size_t m_lostNews = 0;
-    JSONArray m_recent; // as in the last snapshot, the newest at the end
-    bool m_hasSeenSnapshot = false;
+    EventFeed m_feed; // what waits until no question is drawn
+    bool m_hasAdvised = false;
     bool m_isLost = false;
     std::string m_lossReason;
-    std::string m_presence;
     std::vector<Question> m_questions;
     std::optional<Question> m_current;
     std::set<std::string> m_putAside; // ids of questions that are not drawn again
     std::optional<Composition> m_compose;
     std::optional<Decision> m_decision;
-    Clock::time_point m_lastMove;
+    Clock::time_point m_lastActivity;
     bool m_hasEnded = false;
 };
 

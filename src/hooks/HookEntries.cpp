@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/JSONMember.h"
 #include "hooks/Hooks.h"
 
 namespace {
@@ -35,15 +36,12 @@ const JSONArray& arrayIn(const JSONObject& object, std::string_view key) {
 
 // What a group runs: its entries.
 const JSONArray& entriesOf(const JSONValue& group) {
-    static const JSONObject none;
-    const JSONObject* object = group.object();
-    return arrayIn(object ? *object : none, "hooks");
+    return json::arrayOf(group, "hooks");
 }
 
 // The command of one entry of a group; empty when it has none.
 std::string_view commandOf(const JSONValue& entry) {
-    const JSONValue* command = entry["command"];
-    const std::string* text = command ? command->string() : nullptr;
+    const std::string* text = json::textOf(entry, "command");
     return text ? std::string_view(*text) : std::string_view();
 }
 

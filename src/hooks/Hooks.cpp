@@ -77,18 +77,16 @@ void rewrite(const fs::path& path, Change change) {
             return;
         }
     }
-    throw DaemonError(localized("%@ 一直被別的程式改寫", {path.string()}));
+    throw DaemonError(localized("%@ 一直被其他程式改寫", {path.string()}));
 }
 
 // In words for the status; the paths are in them.
 template <typename Read>
-bool understood(std::optional<std::string>& error, Read read) {
+void noteFailure(std::optional<std::string>& error, Read read) {
     try {
         read();
-        return true;
     } catch (const std::exception& failure) {
         error = failure.what();
-        return false;
     }
 }
 
@@ -110,7 +108,7 @@ std::string Hooks::codexCommand() const {
 
 Hooks::Status Hooks::status() const {
     Status status;
-    const bool allRead = understood(status.error, [&] {
+    noteFailure(status.error, [&] {
         const JSONObject claude = readAgentFile(m_locations.claudeSettings);
         status.claude = countInstalled(claude, claudeCommand(), claudeEvents());
         std::error_code error;
@@ -119,11 +117,7 @@ Hooks::Status Hooks::status() const {
             status.codex = countInstalled(codex, codexCommand(), codexEvents());
         status.legacy = hasLegacy(claude) || hasLegacy(codex);
     });
-    if (!allRead) {
-        status.codex.reset();
-        status.legacy = false;
-    }
-    (void)understood(status.error, [&] {
+    noteFailure(status.error, [&] {
         const auto installed = bytesOf(m_locations.hookExecutable, maximumProgram);
         status.scriptCurrent =
             m_bundledHook && installed && bytesOf(*m_bundledHook, maximumProgram) == installed;
@@ -133,18 +127,18 @@ Hooks::Status Hooks::status() const {
 
 void Hooks::install() const {
     installScript();
-    const auto bring = [](const fs::path& path, const std::string& command,
-                          std::span<const Event> events) {
+    const auto installEntries = [](const fs::path& path, const std::string& command,
+                                   std::span<const Event> events) {
         rewrite(path, [&](JSONObject file) -> std::optional<JSONObject> {
             if (countInstalled(file, command, events) == static_cast<int>(events.size()))
                 return std::nullopt;
             return withOurGroups(std::move(file), command, events);
         });
     };
-    bring(m_locations.claudeSettings, claudeCommand(), claudeEvents());
+    installEntries(m_locations.claudeSettings, claudeCommand(), claudeEvents());
     std::error_code error;
     if (fs::is_directory(m_locations.codexHome, error))
-        bring(m_locations.codexHooks, codexCommand(), codexEvents());
+        installEntries(m_locations.codexHooks, codexCommand(), codexEvents());
 }
 
 void Hooks::installScript() const {

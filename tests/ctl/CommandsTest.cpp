@@ -98,7 +98,7 @@ TEST(Commands, AnswerTheQuestionThatIsMeant) {
         {stop,
          {"answer", "allow"},
          {"reply", "--", "--go on"},
-         "已送出指示：停下的回合（orchard）\n",
+         "已送出指示：停下來的回合（orchard）\n",
          R"(Do this next:\n\n--go on)"},
     };
     for (const Case& one : cases) {
@@ -127,8 +127,8 @@ TEST(Commands, TellAndSwitchHowTamsellStands) {
     const auto ctl = [&](std::vector<std::string> words) {
         return runCtl(daemon.home().path(), std::move(words)).output;
     };
-    EXPECT_EQ(ctl({"mode"}), "關閉，現在算在電腦前：agent 照常自己問\n");
-    EXPECT_EQ(ctl({"mode", "on"}), "開啟，現在算離開：問題會等你回答\n");
+    EXPECT_EQ(ctl({"mode"}), "關閉，目前視為在電腦前：agent 照常在電腦上詢問\n");
+    EXPECT_EQ(ctl({"mode", "on"}), "開啟，目前視為離開：問題會等你回答\n");
     EXPECT_EQ(ctl({"url"}),
               "http://127.0.0.1:" + std::to_string(daemon.port()) + "/?token=a%2Bb%2Fc\n");
     const JSONValue status = JSONValue::parse(ctl({"status", "--json"})).value();
@@ -147,20 +147,20 @@ TEST(Commands, WalkTheRoadOfAnEvent) {
     ASSERT_EQ(runCtl(home, {"hooks", "install"}).exitCode, 0);
     const CtlRun walked = runCtl(home, {"test"});
     EXPECT_EQ(walked.exitCode, 0) << walked.errors;
-    EXPECT_THAT(walked.output, testing::EndsWith("✓ 回覆：空的，agent 照常進行\n整條路都通\n"));
+    EXPECT_THAT(walked.output, testing::EndsWith("✓ 回覆：空的，agent 照常進行\n整個流程都正常\n"));
 
     // The user is at the desk; the question waits all the same, and the mode comes back.
     const CtlRun asked = runCtl(home, {"test", "--ask"}, "x\nd\n");
     EXPECT_EQ(asked.exitCode, 0) << asked.output << asked.errors;
-    EXPECT_THAT(asked.output, HasSubstr("✓ 回答：agent 拿到 deny"));
+    EXPECT_THAT(asked.output, HasSubstr("✓ 回答：agent 收到 deny"));
     EXPECT_EQ(*(*daemon.state()["presence"])["mode"], JSONValue("auto"));
 
     atomicfile::write(home / "tamsell-hook", "#!/bin/sh\necho oops >&2\nexit 3\n", 0755);
     EXPECT_THAT(runCtl(home, {"test"}).errors,
-                "tamsellctl: 路斷在「執行」：hook 的結束碼是 3：oops\n");
+                "tamsellctl: 測試停在「執行」：hook 的結束碼是 3：oops\n");
     atomicfile::write(home / "tamsell-hook", "#!/bin/sh\n", 0755);
     EXPECT_THAT(runCtl(home, {"test"}).errors,
-                "tamsellctl: 路斷在「送達」：hook 結束了，但 Tamsell 沒有收到事件\n");
+                "tamsellctl: 測試停在「送達」：hook 結束了，但 Tamsell 沒有收到事件\n");
 }
 
 } // namespace

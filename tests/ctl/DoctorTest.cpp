@@ -68,30 +68,30 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
     };
     const std::vector<Break> breaks{
         {[](const auto& home) { setMode(home.path(), 0777); },
-         "✗ 資料夾：別的使用者可以改 ~ → chmod go-rwx '~'"},
+         "✗ 資料夾：其他使用者可以改 ~ → chmod go-rwx '~'"},
         {[](const auto& home) {
              fs::remove_all(home / "logs");
              home.put("logs", "");
          },
-         "✗ 事件紀錄：~/logs 寫不進去，事件沒有記下來 → 把它移開，再重新啟動 Tamsell"},
+         "✗ 事件紀錄：~/logs 無法寫入，事件沒有留下紀錄 → 把它移開，再重新啟動 Tamsell"},
         {[](const auto& home) { fs::create_directories(home / "logs/events.jsonl"); },
-         "✗ 事件紀錄：~/logs/events.jsonl 不是檔案，事件沒有記下來 → 把它移開"},
+         "✗ 事件紀錄：~/logs/events.jsonl 不是檔案，事件沒有留下紀錄 → 把它移開"},
         {[](const auto& home) { fs::remove(home / "config.json"); },
          "– 設定檔：還沒有 ~/config.json → 啟動 Tamsell 一次"},
         {[](const auto& home) { setMode(home / "config.json", 0644); },
-         "✗ 設定檔：別的使用者可以讀 ~/config.json → chmod go-rwx '~/config.json'"},
+         "✗ 設定檔：其他使用者可以讀 ~/config.json → chmod go-rwx '~/config.json'"},
         {config("{"),
-         "✗ 設定檔：~/config.json 不是 JSON 物件 → 改正它，或刪掉它（Tamsell 會用預設值重建）"},
+         "✗ 設定檔：~/config.json 不是 JSON 物件 → 修正它，或刪掉它（Tamsell 會用預設值重建）"},
         {[](const auto& home) {
              atomicfile::write(home / "config.json", "[]");
              home.put("config.json.last-good", "{}");
          },
          "✗ 設定檔：~/config.json 不是 JSON 物件 → tamsellctl doctor --restore"},
         {[](const auto& home) { home.put("config.json.last-good", "{}"); },
-         "– 設定檔：曾經損壞過，之前的設定留在 ~/config.json.last-good → tamsellctl doctor "
-         "--restore 回復，不要的話刪掉那個檔"},
+         "– 設定檔：曾經損壞過，之前的設定留在 ~/config.json.last-good → 用 tamsellctl doctor "
+         "--restore 還原，或刪除該檔"},
         {config(R"({"mode": "On"})"),
-         "– 設定檔：「mode」的值 \"On\" 看不懂，當作 auto → 改正 config.json"},
+         "– 設定檔：「mode」的值 \"On\" 無效，改用 auto → 修正 config.json"},
         {config(R"({"port": 70000})"),
          "✗ 設定檔：port 是 70000，hooks 找不到這樣的連接埠 → 把 config.json 的 port 改成 1 到 "
          "65535，例如 8787"},
@@ -99,7 +99,7 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
          "✗ 設定檔：host 是 192.0.2.1，hooks 只連到這台電腦自己的位址 → 把 config.json 的 host "
          "改成 127.0.0.1"},
         {[](const auto&) {},
-         "✗ Tamsell：沒有在執行（127.0.0.1:9 沒有程式在聽） → tamsellctl service install，或自己"
+         "✗ Tamsell：沒有在執行（127.0.0.1:9 沒有程式在監聽） → tamsellctl service install，或自己"
          "執行 tamsell --headless"},
         {[](const auto& home) { fs::remove(home / "tamsell-hook"); },
          "✗ hook 程式：還沒有 ~/tamsell-hook → tamsellctl hooks install"},
@@ -115,14 +115,15 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
          },
          "✗ Claude Code：hooks 5/7，少了 PermissionRequest、Stop → tamsellctl hooks install"},
         {claude("{,}"), "✗ Claude Code：~/claude/settings.json 不是有效的 JSON，或巢狀太深 → "
-                        "改正那個檔，再 tamsellctl hooks install"},
+                        "修正該檔後執行 tamsellctl hooks install"},
         {[](const auto& home) { atomicfile::write(home / "codex/hooks.json", "[]"); },
-         "✗ Codex：~/codex/hooks.json 不是 JSON 物件 → 改正那個檔，再 tamsellctl hooks install"},
+         "✗ Codex：~/codex/hooks.json 不是 JSON 物件 → 修正該檔後執行 tamsellctl hooks install"},
         {[](const auto& home) {
              replaceIn(home / "codex/hooks.json", R"("hooks": {)",
                        R"("hooks": {"Other": [{"hooks": [{"command": "~/.zel/zel-hook"}]}],)");
          },
-         "✗ 舊版：agent 的設定裡還有舊版的 hooks → tamsellctl hooks remove，再 tamsellctl hooks "
+         "✗ 舊版：agent 的設定裡還有舊版的 hooks → 先執行 tamsellctl hooks remove，再執行 "
+         "tamsellctl hooks "
          "install"},
     };
     for (const Break& broken : breaks) {
@@ -146,7 +147,7 @@ TEST(Doctor, FindsNothingWrongWhereAllIsWell) {
     const std::string address = "127.0.0.1:" + std::to_string(daemon.port());
     EXPECT_THAT(
         shortened(run.output, home),
-        testing::StartsWith("✓ 資料夾：~\n✓ 設定檔：~/config.json\n✓ Tamsell：執行中（程序 " +
+        testing::StartsWith("✓ 資料夾：~\n✓ 設定檔：~/config.json\n✓ Tamsell：執行中（PID " +
                             std::to_string(daemon.process().id()) + "，" + address +
                             "）\n✓ hook 程式：~/tamsell-hook\n"
                             "✓ Claude Code：hooks 7/7（~/claude/settings.json）\n"
@@ -184,7 +185,7 @@ TEST(Doctor, RestoresTheLastGoodSettings) {
                !daemon.token().empty();
     }));
     const CtlRun run = runCtl(home, {"doctor", "--restore"});
-    EXPECT_EQ(run.output, "已回復之前的設定，執行中的 Tamsell 也採用了\n") << run.errors;
+    EXPECT_EQ(run.output, "已還原先前的設定，執行中的 Tamsell 也採用了\n") << run.errors;
     EXPECT_EQ(daemon.token(), "first");
     EXPECT_EQ(daemon.get("/state").statusLine, "HTTP/1.1 200 OK");
     EXPECT_FALSE(fs::exists(home / "config.json.last-good"));

@@ -84,7 +84,7 @@ TEST(QuestionText, LeavesNothingOutAndNothingInvisible) {
                                                            {"new_string", "x\nq\nz"},
                                                            {"replace_all", true}},
                                                 "odd"}}})),
-              "每一處都換：\n  x\n- y\n+ q\n  z\n\"odd\"\n");
+              "全部取代：\n  x\n- y\n+ q\n  z\n\"odd\"\n");
     EXPECT_EQ(whole(asking({{"old_string", "a\n"}, {"new_string", "a"}})),
               "  a\n只差在最後的換行\n");
     EXPECT_EQ(whole(asking({{"questions", JSONArray{"why"}}})).find("\"why\"\n"), 0U);
@@ -99,16 +99,16 @@ TEST(QuestionText, LeavesNothingOutAndNothingInvisible) {
 TEST(QuestionText, NamesWhatWouldBeRememberedAndWhere) {
     EXPECT_THAT(ctl::rememberedBy(fixture("claude/in/permission_request_bash_multiline.json")),
                 ElementsAre("允許 Bash(psql:*)，寫進專案的 .claude/settings.local.json",
-                            "允許 Bash(rm:*)，只在這個 session 有效"));
+                            "允許 Bash(rm:*)，只在這個工作階段有效"));
     EXPECT_THAT(ctl::rememberedBy(fixture("claude/in/permission_request_add_directory.json")),
-                ElementsAre("可以使用目錄 /home/user/work/shared-lib，只在這個 session 有效",
-                            "允許 Read(//home/user/work/shared-lib/**)，只在這個 session 有效"));
+                ElementsAre("可以使用資料夾 /home/user/work/shared-lib，只在這個工作階段有效",
+                            "允許 Read(//home/user/work/shared-lib/**)，只在這個工作階段有效"));
     EXPECT_THAT(ctl::rememberedBy(fixture("claude/in/permission_request_unknown_suggestion.json")),
                 ElementsAre(R"({"destination":"userSettings","payload":{"x":1},)"
                             R"("type":"someFutureKind"})",
                             "允許 Bash(docker compose:*)，寫進專案的 .claude/settings.json"));
     EXPECT_THAT(ctl::rememberedBy(fixture("claude/in/permission_request_edit.json")),
-                ElementsAre("權限模式換成 acceptEdits，只在這個 session 有效"));
+                ElementsAre("權限模式改成 acceptEdits，只在這個工作階段有效"));
     EXPECT_TRUE(ctl::rememberedBy(fixture("claude/in/permission_request_bash_bidi.json")).empty());
     // More than a sentence says is not hidden behind one.
     const JSONObject more{{"type", "setMode"}, {"mode", "x"}, {"destination", "session"}, {"y", 1}};

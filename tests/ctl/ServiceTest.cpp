@@ -96,15 +96,17 @@ TEST(Service, EachStateHasItsLine) {
               "✗ 服務：要啟動的 /gone 不在了 → tamsellctl service install");
     EXPECT_EQ(line([](auto& state) { state.isEnabled = false; }),
               "✗ 服務：已安裝，但登入時不會啟動 → tamsellctl service install");
-    EXPECT_EQ(line([](auto& state) {
-                  state.isActive = false;
-                  state.result = "exit-code";
-              }),
-              "✗ 服務：啟動失敗（exit-code） → journalctl --user -u tamsell 看原因，再 tamsellctl "
-              "service install");
-    EXPECT_EQ(line([](auto& state) { state.process = 8; }),
-              "– 服務：執行中，但 127.0.0.1:8787 由另一個 Tamsell 佔用 → 結束另一個，再 tamsellctl "
-              "service install");
+    EXPECT_EQ(
+        line([](auto& state) {
+            state.isActive = false;
+            state.result = "exit-code";
+        }),
+        "✗ 服務：啟動失敗（exit-code） → journalctl --user -u tamsell 看原因，再執行 tamsellctl "
+        "service install");
+    EXPECT_EQ(
+        line([](auto& state) { state.process = 8; }),
+        "– 服務：執行中，但 127.0.0.1:8787 由另一個 Tamsell 佔用 → 結束另一個，再執行 tamsellctl "
+        "service install");
     EXPECT_EQ(line([](auto& state) { state.lingers = false; }),
               "– 服務：執行中，但登出後就停止 → sudo loginctl enable-linger \"$USER\"");
 }

@@ -88,7 +88,7 @@ class WatchAtATerminal {
 TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
     RunningDaemon daemon({{"mode", "on"}}, RunningDaemon::Port::inTheSettings);
     WatchAtATerminal watch(daemon.home().path().string());
-    ASSERT_TRUE(watch.shows("現在算離開"));
+    ASSERT_TRUE(watch.shows("目前視為離開"));
 
     auto agent = daemon.runHook("claude", permissionRequest("s"));
     ASSERT_TRUE(watch.shows("q 離開"));
@@ -96,7 +96,7 @@ TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
     // Until one comes late enough.
     EXPECT_TRUE(until([&] {
         watch.type("a");
-        return watch.shows("已允許：", ctl::Watcher::rest + 100ms);
+        return watch.shows("已允許：", ctl::Watcher::quietPeriod + 100ms);
     }));
     EXPECT_EQ(agent->exitCode(), 0);
     EXPECT_THAT(agent->output(), HasSubstr(R"("behavior":"allow")"));
@@ -105,7 +105,7 @@ TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
     ASSERT_TRUE(watch.shows("q 離開"));
     EXPECT_TRUE(until([&] {
         watch.type("D");
-        return watch.shows("Ctrl-D 取消）：", ctl::Watcher::rest + 100ms);
+        return watch.shows("Ctrl-D 取消）：", ctl::Watcher::quietPeriod + 100ms);
     }));
     ASSERT_TRUE(until([&] { return watch.waitsForLines(); }));
     watch.type("wrong");
@@ -139,7 +139,7 @@ TEST(Watch, OnlyFollowsWithoutATerminal) {
     const JSONArray items = daemon.pending(1);
     ASSERT_EQ(items.size(), 1U);
     daemon.answer(items.front(), {{"action", "deny"}});
-    EXPECT_TRUE(until([&] { return watch.output().find("在別處回答了") != std::string::npos; }));
+    EXPECT_TRUE(until([&] { return watch.output().find("已在別處回答") != std::string::npos; }));
     EXPECT_TRUE(watch.isRunning());
 }
 

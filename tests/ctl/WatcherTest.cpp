@@ -52,7 +52,7 @@ class WatcherTest : public testing::Test {
     }
     // The answer that a key gives after so long.
     std::optional<JSONObject> press(std::string_view bytes,
-                                    std::chrono::milliseconds after = Watcher::rest) {
+                                    std::chrono::milliseconds after = Watcher::quietPeriod) {
         m_now += after;
         m_watcher.type(bytes, m_now);
         return m_watcher.takeAnswer();
@@ -155,7 +155,7 @@ TEST_F(WatcherTest, SaysWhatBecomesOfAQuestionThatItDoesNotAnswer) {
     EXPECT_FALSE(press("D"));
     EXPECT_THAT(written(), HasSubstr("拒絕的原因"));
     EXPECT_THAT(see({permission("one"), permission("three")}),
-                AllOf(HasSubstr("在別處回答了"), HasSubstr("[three]")));
+                AllOf(HasSubstr("已在別處回答"), HasSubstr("[three]")));
     EXPECT_EQ(m_watcher.input(), Watcher::Input::keys);
     EXPECT_FALSE(enter("half a reason\n"));
 
@@ -168,7 +168,7 @@ TEST_F(WatcherTest, SaysWhatBecomesOfAQuestionThatItDoesNotAnswer) {
     m_watcher.lose("broken");
     EXPECT_EQ(written(), "");
     EXPECT_THAT(see({permission("one"), permission("three")}),
-                AllOf(HasSubstr("又連上 Tamsell 了"), HasSubstr("[three]")))
+                AllOf(HasSubstr("已重新連上 Tamsell"), HasSubstr("[three]")))
         << "what was put aside stays so";
     EXPECT_FALSE(press("q"));
     EXPECT_TRUE(m_watcher.hasEnded());
@@ -192,7 +192,7 @@ TEST_F(WatcherTest, TellsHowMuchOfALongQuestionIsNotShown) {
     EXPECT_THAT(see({permission("wide", {{"input", JSONObject{{"command", wide}}}})}),
                 AllOf(HasSubstr("寬\n⚠ 後面還有 8155 個字元沒有顯示\n"),
                       EndsWith("回答：tamsellctl answer wide allow|always|deny\n")));
-    EXPECT_THAT(see({}), HasSubstr("在別處回答了"));
+    EXPECT_THAT(see({}), HasSubstr("已在別處回答"));
 }
 
 } // namespace

@@ -12,10 +12,10 @@ constexpr const char* screenSaverName = "org.freedesktop.ScreenSaver";
 constexpr const char* loginName = "org.freedesktop.login1";
 
 /// A message bus of its own.
-class PrivateBus : public ChildProcess {
+class PrivateBus : public ServerProcess {
   public:
     explicit PrivateBus(const std::string& address)
-        : ChildProcess("dbus-daemon --session --nofork --nopidfile --print-address=1 --address=" +
+        : ServerProcess("dbus-daemon --session --nofork --nopidfile --print-address=1 --address=" +
                        address) {
         line(); // Now it listens.
     }

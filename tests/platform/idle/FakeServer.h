@@ -10,17 +10,17 @@
 #include <poll.h>
 
 /// A program that ends with the test, and whose standard output is read line by line.
-class ChildProcess {
+class ServerProcess {
   public:
-    explicit ChildProcess(const std::string& command)
+    explicit ServerProcess(const std::string& command)
         : m_output(popen(("echo $$; exec setpriv --pdeathsig KILL " + command).c_str(), "r")),
           m_id(std::stoi(line())) {}
-    ~ChildProcess() {
+    ~ServerProcess() {
         signal(SIGKILL);
         pclose(m_output);
     }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
 
     /// @throws std::runtime_error when it has ended
     std::string line() {

@@ -33,8 +33,8 @@ Milliseconds boundedRead(IdleSource& source) {
 class IdleSourcesTest : public testing::Test {
   protected:
     /// An X server without a screen, on a display that it chooses.
-    struct XServer : ChildProcess {
-        XServer() : ChildProcess("Xvfb -displayfd 1 -nolisten tcp -noreset") {}
+    struct XServer : ServerProcess {
+        XServer() : ServerProcess("Xvfb -displayfd 1 -nolisten tcp -noreset") {}
         const std::string display = ":" + line();
     };
 

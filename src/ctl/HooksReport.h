@@ -9,7 +9,9 @@ namespace ctl {
 
 /// {"claude": n, "codex": n or null, "scriptCurrent": bool, "legacy": bool, "error": text or null}
 [[nodiscard]] JSONValue hooksJSON(const Hooks::Status& status);
-/// "Claude Code 7/7、Codex 6/6"
+/// "6/7"
+[[nodiscard]] std::string shareText(int count, std::size_t all);
+/// "Claude Code 7/7、Codex 6/6", and what is wrong
 [[nodiscard]] std::string hooksText(const Hooks::Status& status);
 
 } // namespace ctl

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "core/JSONValue.h"
+#include "ctl/Context.h"
+#include "ctl/DaemonClient.h"
+
+namespace ctl {
+
+/// What the running daemon says of itself.
+struct DaemonReport {
+    /// Why it cannot be asked; nothing when it can.
+    std::optional<Unreachable::Reason> obstacle;
+    std::string trouble; ///< the obstacle in words
+    std::string address; ///< where the settings say that it is
+    std::optional<pid_t> process;
+    /// Whether the program's file was replaced or removed since it was started.
+    bool isOutdated = false;
+    JSONValue snapshot; ///< null when it cannot be asked
+    /// What idle time was last read from, "" where nothing answered; nothing when it is not known.
+    std::optional<std::string> idleSource;
+};
+
+/// Asks it. Never fails.
+[[nodiscard]] DaemonReport askDaemon(const Context& context);
+
+} // namespace ctl
