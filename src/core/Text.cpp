@@ -49,12 +49,31 @@ bool isWhiteSpace(utf8proc_int32_t codePoint) {
            category == UTF8PROC_CATEGORY_ZP;
 }
 
-// Control characters, separators of lines and paragraphs, and format characters: among the last are
-// all bidirectional controls, zero-width characters and tags.
+// What shows nothing, or a blank that is not one, or changes what stands around it: control
+// characters, separators of lines and paragraphs, format characters (among them all bidirectional
+// controls and tags), what fonts are to ignore (Default_Ignorable_Code_Point: variation selectors,
+// fillers), blanks but the space, the empty braille pattern, and what is no character yet.
 bool isInvisible(utf8proc_int32_t codePoint) {
-    const utf8proc_category_t category = utf8proc_category(codePoint);
-    return category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_CF ||
-           category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+    constexpr utf8proc_int32_t emptyBraille = 0x2800;
+    const utf8proc_property_t* properties = utf8proc_get_property(codePoint);
+    switch (properties->category) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+    case UTF8PROC_CATEGORY_CN:
+        return true;
+    case UTF8PROC_CATEGORY_ZS:
+        return codePoint != ' ';
+    default:
+        return properties->ignorable || codePoint == emptyBraille;
+    }
+}
+
+// The selector that only asks for the coloured form of the pictogram before it.
+bool isEmojiStyle(utf8proc_int32_t codePoint, utf8proc_int32_t previous) {
+    return codePoint == 0xFE0F && previous >= 0 &&
+           utf8proc_get_property(previous)->boundclass == UTF8PROC_BOUNDCLASS_EXTENDED_PICTOGRAPHIC;
 }
 
 // How many bytes at `at` are an invalid sequence that counts as one: a well-formed beginning that
@@ -226,11 +245,13 @@ std::string visible(std::string_view utf8) {
     std::string result;
     result.reserve(utf8.size());
     std::size_t at = 0;
+    utf8proc_int32_t previous = -1;
     while (at < utf8.size()) {
         const Decoded here = decodeAt(utf8, at);
         if (here.codePoint == '\n') {
             result += "\\n";
-        } else if (here.codePoint < 0 || isInvisible(here.codePoint)) {
+        } else if (here.codePoint < 0 ||
+                   (isInvisible(here.codePoint) && !isEmojiStyle(here.codePoint, previous))) {
             char escape[16];
             std::snprintf(escape, sizeof escape, here.codePoint < 0 ? "\\x%02X" : "\\u{%04X}",
                           here.codePoint < 0 ? static_cast<unsigned char>(utf8[at])
@@ -238,6 +259,30 @@ std::string visible(std::string_view utf8) {
             result += escape;
         } else {
             result.append(utf8, at, here.length);
+        }
+        previous = here.codePoint;
+        at += here.length;
+    }
+    return result;
+}
+
+std::string asciiWhereInvisible(std::string_view json) {
+    std::string result;
+    result.reserve(json.size());
+    for (std::size_t at = 0; at < json.size();) {
+        const Decoded here = decodeAt(json, at);
+        if (here.codePoint >= 0x7F && isInvisible(here.codePoint)) {
+            // RFC 8259 section 7: beyond the first plane as a pair of surrogates.
+            const auto code = static_cast<unsigned>(here.codePoint);
+            char escape[16];
+            if (code < 0x10000)
+                std::snprintf(escape, sizeof escape, "\\u%04x", code);
+            else
+                std::snprintf(escape, sizeof escape, "\\u%04x\\u%04x",
+                              0xD800 + ((code - 0x10000) >> 10), 0xDC00 + (code & 0x3FF));
+            result += escape;
+        } else {
+            result.append(json, at, here.length);
         }
         at += here.length;
     }

@@ -26,12 +26,16 @@ namespace text {
 [[nodiscard]] std::string repaired(std::string_view bytes);
 
 /// On one line and without surprises: control characters, line and paragraph separators,
-/// bidirectional and other invisible format characters as \u{XXXX}, a line feed as \n.
+/// bidirectional and all other invisible characters, blanks but the space, and what is no character
+/// as \u{XXXX}, a line feed as \n, an invalid byte as \xXX.
 [[nodiscard]] std::string visible(std::string_view utf8);
 
 /// How many cells of a terminal it takes: two for a wide character, none for one that joins the
 /// one before it.
 [[nodiscard]] std::size_t columns(std::string_view utf8);
+
+/// A JSON text whose strings hold no such character but as an escape; the value stays the same.
+[[nodiscard]] std::string asciiWhereInvisible(std::string_view json);
 
 [[nodiscard]] bool isASCII(std::string_view bytes);
 

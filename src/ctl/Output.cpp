@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "core/File.h"
+#include "core/Text.h"
 
 namespace ctl::output {
 
@@ -15,7 +16,7 @@ void write(std::string_view text) {
 }
 
 void writeJSON(const JSONValue& value) {
-    write(json::pretty(value) + "\n");
+    write(text::asciiWhereInvisible(json::pretty(value)) + "\n");
 }
 
 JSONValue orNull(const std::optional<std::string>& text) {

@@ -13,7 +13,8 @@ namespace ctl::output {
 /// @throws std::system_error when it cannot be written, to a full disk for one
 void write(std::string_view text);
 
-/// The value in its pretty form, and a line feed.
+/// The value in its pretty form, and a line feed. Characters that a terminal would not show are
+/// escapes.
 void writeJSON(const JSONValue& value);
 
 /// Null for nothing.

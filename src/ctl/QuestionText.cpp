@@ -1,6 +1,7 @@
 #include "ctl/QuestionText.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 #include "core/JSONMember.h"
@@ -124,8 +125,9 @@ void addEdit(LineCollector& lines, std::string_view before, std::string_view aft
         lines.add(Kind::added, "+ ", now[i]);
     for (std::size_t i = old.size() - sameBehind; i < old.size(); ++i)
         lines.add(Kind::plain, "  ", old[i]);
-    if (before != after && old == now)
-        lines.note(localized("只差在最後的換行"));
+    if (!before.empty() && !after.empty() && before.ends_with('\n') != after.ends_with('\n'))
+        lines.note(after.ends_with('\n') ? localized("最後多了一個換行")
+                                         : localized("最後少了一個換行，會和下一行連在一起"));
 }
 
 void addPatch(LineCollector& lines, std::string_view patch) {
@@ -141,27 +143,43 @@ void addJSON(LineCollector& lines, const JSONValue& value) {
     lines.addAll(Kind::plain, "", json::pretty(value));
 }
 
-void addQuestions(LineCollector& lines, const JSONArray& questions) {
-    for (const JSONValue& question : questions) {
-        const std::string* asked = json::textOf(question, "question");
-        const JSONValue* options = question["options"];
-        if (!asked || !options || !options->array()) {
-            addJSON(lines, question);
+// Whether the object has no members but these. More is not to hide behind a form that shows less.
+bool hasOnly(const JSONValue& value, std::initializer_list<std::string_view> keys) {
+    const JSONObject* object = value.object();
+    return object && std::ranges::all_of(*object, [&](const JSONObject::Member& member) {
+               return std::ranges::find(keys, member.first) != keys.end();
+           });
+}
+
+bool addQuestion(LineCollector& lines, const JSONValue& question) {
+    const std::string* asked = json::textOf(question, "question");
+    const std::string* header = json::textOf(question, "header");
+    const JSONValue* options = question["options"];
+    if (!asked || !options || !options->array() || (question["header"] && !header) ||
+        !hasOnly(question, {"question", "header", "options", "multiSelect"}))
+        return false;
+    lines.addAll(Kind::plain, header ? *header + localized("：") : "", *asked);
+    if (json::isTrue(question, "multiSelect"))
+        lines.note(localized("  可複選"));
+    for (const JSONValue& option : *options->array()) {
+        const std::string* label = json::textOf(option, "label");
+        const std::string* description = json::textOf(option, "description");
+        if (!label || (option["description"] && !description) ||
+            !hasOnly(option, {"label", "description"})) {
+            addJSON(lines, option);
             continue;
         }
-        lines.addAll(Kind::plain, "", *asked);
-        if (json::isTrue(question, "multiSelect"))
-            lines.note(localized("  可複選"));
-        for (const JSONValue& option : *options->array()) {
-            const std::string* label = json::textOf(option, "label");
-            if (!label) {
-                addJSON(lines, option);
-                continue;
-            }
-            lines.addAll(Kind::plain, "  • ", *label);
-            if (const std::string* description = json::textOf(option, "description"))
-                lines.addAll(Kind::plain, "    ", *description);
-        }
+        lines.addAll(Kind::plain, "  • ", *label);
+        if (description)
+            lines.addAll(Kind::plain, "    ", *description);
+    }
+    return true;
+}
+
+void addQuestions(LineCollector& lines, const JSONArray& questions) {
+    for (const JSONValue& question : questions) {
+        if (!addQuestion(lines, question))
+            addJSON(lines, question);
     }
     lines.note(localized("這裡不能選；可以拒絕，並把你的選擇寫在原因裡"));
 }
@@ -170,7 +188,7 @@ void addEdits(LineCollector& lines, const JSONArray& edits) {
     for (const JSONValue& edit : edits) {
         const std::string* before = json::textOf(edit, "old_string");
         const std::string* after = json::textOf(edit, "new_string");
-        if (!before || !after) {
+        if (!before || !after || !hasOnly(edit, {"old_string", "new_string", "replace_all"})) {
             addJSON(lines, edit);
             continue;
         }
@@ -180,9 +198,9 @@ void addEdits(LineCollector& lines, const JSONArray& edits) {
     }
 }
 
-void addInput(LineCollector& lines) {
+void addInput(LineCollector& lines, std::string_view tool) {
     if (const std::string* command = lines.take("command")) {
-        if (command->starts_with("*** Begin Patch"))
+        if (tool == "apply_patch")
             addPatch(lines, *command);
         else
             lines.addNumbered(*command);
@@ -219,7 +237,8 @@ std::optional<std::string> ruleNames(const JSONArray& rules) {
     for (const JSONValue& rule : rules) {
         const std::string* tool = json::textOf(rule, "toolName");
         const std::string* content = json::textOf(rule, "ruleContent");
-        if (!tool || rule.object()->size() != (content ? 2U : 1U))
+        if (!tool || (rule["ruleContent"] && !content) ||
+            !hasOnly(rule, {"toolName", "ruleContent"}))
             return std::nullopt;
         names += (names.empty() ? "" : localized("、")) + text::visible(*tool);
         if (content)
@@ -290,7 +309,7 @@ std::vector<TextLine> linesOf(const Question& question) {
         return std::move(lines).finish();
     }
     LineCollector lines(*input->object());
-    addInput(lines);
+    addInput(lines, question.tool);
     const bool isReadable = lines.hasTaken();
     // A claim of the agent's, so it stands behind what it is about.
     const std::string* description = lines.take("description");

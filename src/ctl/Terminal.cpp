@@ -8,44 +8,48 @@
 
 namespace ctl {
 
+namespace {
+
+// A terminal that is gone needs no settings.
+void set(const termios& settings) {
+    while (::tcsetattr(STDIN_FILENO, TCSADRAIN, &settings) != 0 && errno == EINTR) {
+    }
+}
+
+} // namespace
+
 Terminal::Terminal() {
     if (::tcgetattr(STDIN_FILENO, &m_found) != 0)
         throw std::system_error(errno, std::generic_category(), "standard input");
+    take();
 }
 
 Terminal::~Terminal() {
-    deliver(Delivery::asFound);
+    giveBack();
 }
 
-void Terminal::deliver(Delivery delivery) {
-    if (delivery == m_delivery)
-        return;
-    m_delivery = delivery;
+void Terminal::take() {
     termios settings = m_found;
-    if (delivery == Delivery::keys) {
-        settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-        settings.c_cc[VMIN] = 1;
-        settings.c_cc[VTIME] = 0;
-    } else if (delivery == Delivery::lines) {
-        settings.c_lflag |= ICANON | ECHO | ECHOE | ECHOK;
-    }
-    // A terminal that is gone needs no settings.
-    while (::tcsetattr(STDIN_FILENO, TCSADRAIN, &settings) != 0 && errno == EINTR) {
-    }
-    // Keys that were meant for this program are not to reach the next one as commands.
-    if (delivery == Delivery::asFound)
-        discardInput();
+    settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    set(settings);
+}
+
+void Terminal::giveBack() {
+    set(m_found);
+    discardInput();
 }
 
 void Terminal::discardInput() {
     ::tcflush(STDIN_FILENO, TCIFLUSH);
 }
 
-std::size_t Terminal::width() {
+Terminal::Size Terminal::size() {
     winsize size{};
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return 80;
-    return size.ws_col;
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
+        return {};
+    return {.columns = size.ws_col, .rows = size.ws_row};
 }
 
 } // namespace ctl

@@ -6,33 +6,33 @@
 
 namespace ctl {
 
-/// The terminal on standard input, and how it delivers what is typed (POSIX, General Terminal
-/// Interface). The destructor leaves it as it was found.
+/// The terminal on standard input (POSIX, General Terminal Interface), which delivers each key at
+/// once and does not show it while this lives. Ctrl-C and the like stay signals.
 class Terminal {
   public:
-    enum class Delivery {
-        asFound,
-        keys, ///< each at once, without showing it
-        lines ///< shown, can be corrected, ended by Return
-    };
-
     /// @throws std::system_error when standard input is no terminal
     Terminal();
+    /// Gives it back.
     ~Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    /// Ctrl-C and the like stay signals in each of them.
-    void deliver(Delivery delivery);
+    /// Has it deliver keys again after `giveBack`, or after somebody else changed it.
+    void take();
+    /// Leaves it as it was found. Keys that were not read are not for the next program.
+    void giveBack();
     /// Forgets what was typed and not read yet.
     void discardInput();
 
-    /// How many columns standard output has; 80 when it does not say.
-    [[nodiscard]] static std::size_t width();
+    /// Columns and rows of standard output; 80 and 24 when it does not say.
+    struct Size {
+        std::size_t columns = 80;
+        std::size_t rows = 24;
+    };
+    [[nodiscard]] static Size size();
 
   private:
     termios m_found{};
-    Delivery m_delivery = Delivery::asFound;
 };
 
 } // namespace ctl

@@ -1,10 +1,14 @@
 // Follows the daemon and lets a person at the terminal answer: waits for the daemon, the keys and
 // the signals, and passes each on to the watcher.
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <cstdlib>
+#include <optional>
+#include <span>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -83,7 +87,7 @@ class Signals {
     }
 
   private:
-    static constexpr std::array handled{SIGINT, SIGTERM, SIGHUP, SIGTSTP};
+    static constexpr std::array handled{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT};
 
     static void handle(int signal) {
         struct sigaction action {};
@@ -112,7 +116,8 @@ class Watch {
         : m_context(context),
           m_watcher({.answers = isTerminal(),
                      .colours = wantsColours(context.environment),
-                     .width = Terminal::width()}) {
+                     .width = Terminal::size().columns,
+                     .height = Terminal::size().rows}) {
         connect();
         if (isTerminal())
             m_terminal.emplace();
@@ -122,7 +127,7 @@ class Watch {
     int run() {
         for (;;) {
             show();
-            if (m_watcher.hasEnded())
+            if (m_watcher.hasEnded() || m_hasTerminalEnded)
                 return 0;
             if (const auto answer = m_watcher.takeAnswer()) {
                 send(*answer);
@@ -131,6 +136,8 @@ class Watch {
             const int signal = waitOnce();
             if (signal == SIGTSTP)
                 suspend();
+            else if (signal == SIGCONT)
+                resume();
             else if (signal != 0)
                 return signal;
         }
@@ -138,16 +145,10 @@ class Watch {
 
   private:
     void show() {
-        if (m_terminal && m_watcher.input() == Watcher::Input::keys)
-            m_terminal->deliver(Terminal::Delivery::keys);
         if (const std::string text = m_watcher.takeOutput(); !text.empty()) {
             output::write(text);
-            if (m_terminal)
-                m_terminal->discardInput();
-            m_watcher.drawn(Clock::now());
+            m_watcher.wrote(Clock::now());
         }
-        if (m_terminal && m_watcher.input() == Watcher::Input::line)
-            m_terminal->deliver(Terminal::Delivery::lines);
     }
 
     void send(const JSONObject& answer) {
@@ -162,8 +163,14 @@ class Watch {
 
     void suspend() {
         if (m_terminal)
-            m_terminal->deliver(Terminal::Delivery::asFound);
+            m_terminal->giveBack();
         m_signals.obey(SIGTSTP);
+    }
+
+    // After any stop, also one that this program did not notice.
+    void resume() {
+        if (m_terminal)
+            m_terminal->take();
         m_watcher.redraw();
     }
 
@@ -175,12 +182,16 @@ class Watch {
         if (const auto wakeUp = m_watcher.wakeUp())
             until = std::min(until, *wakeUp);
         const int signal = m_signals.wait(waits, until);
-        if (waits[0].revents != 0)
+        // Keys count by when they are read; what lay there before is older than it looks.
+        if (m_terminal && m_watcher.opens(Clock::now()))
+            m_terminal->discardInput();
+        else if (waits[0].revents != 0)
             readKeys();
         if (waits[1].revents != 0)
             readStream();
         const auto now = Clock::now();
-        m_watcher.tick(now);
+        if (!hasKeys())
+            m_watcher.tick(now);
         if (m_stream && now >= m_lastHeard + longestSilence)
             lose(localized("Tamsell 沒有回應"));
         if (!m_stream && now >= m_retryAt)
@@ -194,7 +205,12 @@ class Watch {
         if (count > 0)
             m_watcher.type({bytes.data(), static_cast<std::size_t>(count)}, Clock::now());
         else if (count == 0 || errno != EINTR)
-            m_watcher.endInput();
+            m_hasTerminalEnded = true;
+    }
+
+    [[nodiscard]] bool hasKeys() const {
+        pollfd input{.fd = m_terminal ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0};
+        return ::poll(&input, 1, 0) > 0;
     }
 
     void readStream() {
@@ -230,6 +246,7 @@ class Watch {
     const Context& m_context;
     Signals m_signals;
     std::optional<Terminal> m_terminal;
+    bool m_hasTerminalEnded = false;
     Watcher m_watcher;
     std::optional<EventStream> m_stream;
     Clock::time_point m_lastHeard;

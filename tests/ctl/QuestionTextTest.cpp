@@ -62,7 +62,8 @@ TEST(QuestionText, ShowsWhatAgentsAskInAFormThatCanBeJudged) {
                 HasSubstr("données.md\n1  # Überblick\n2  \n3  Ligne avec « guillemets », emoji "
                           "🍎, tab→   here"));
     EXPECT_THAT(whole(fixture("claude/in/permission_request_ask_user_question.json")),
-                HasSubstr("cache use?\n  • SQLite\n    One file, no server\n  • LMDB\n"));
+                HasSubstr("Storage：Which storage engine should the cache use?\n  • SQLite\n    "
+                          "One file, no server\n  • LMDB\n"));
     EXPECT_THAT(whole(fixture("claude/in/permission_request_exit_plan_mode.json")),
                 HasSubstr("limits\n\n1. Read `maxBins`"));
     EXPECT_EQ(whole(fixture("claude/in/permission_request_mcp.json")),
@@ -81,13 +82,23 @@ TEST(QuestionText, LeavesNothingOutAndNothingInvisible) {
     EXPECT_EQ(whole(asking({{"file_path", "f"}, {"old_string", "a"}})),
               "f\n其他：\n{\n  \"old_string\": \"a\"\n}\n");
     EXPECT_EQ(whole(asking({{"edits", JSONArray{JSONObject{{"old_string", "x\ny\nz\n"},
-                                                           {"new_string", "x\nq\nz"},
+                                                           {"new_string", "x\nq\nz\n"},
                                                            {"replace_all", true}},
                                                 "odd"}}})),
               "全部取代：\n  x\n- y\n+ q\n  z\n\"odd\"\n");
-    EXPECT_EQ(whole(asking({{"old_string", "a\n"}, {"new_string", "a"}})),
-              "  a\n只差在最後的換行\n");
-    EXPECT_EQ(whole(asking({{"questions", JSONArray{"why"}}})).find("\"why\"\n"), 0U);
+    EXPECT_EQ(whole(asking({{"edits", JSONArray{JSONObject{{"file_path", "/etc/passwd"},
+                                                           {"old_string", "x"},
+                                                           {"new_string", "y"}}}}})),
+              "{\n  \"file_path\": \"/etc/passwd\",\n  \"new_string\": \"y\",\n"
+              "  \"old_string\": \"x\"\n}\n");
+    EXPECT_EQ(whole(asking({{"old_string", "# safe\n"}, {"new_string", "# safer"}})),
+              "- # safe\n+ # safer\n最後少了一個換行，會和下一行連在一起\n");
+    const JSONObject preview{{"label", "A"}, {"preview", "rm"}};
+    EXPECT_THAT(
+        whole(asking(
+            {{"questions",
+              JSONArray{"why", JSONObject{{"question", "q"}, {"options", JSONArray{preview}}}}}})),
+        testing::StartsWith("\"why\"\nq\n{\n  \"label\": \"A\",\n  \"preview\": \"rm\"\n}\n"));
     EXPECT_EQ(whole(asking({{"file_path", "f"}, {"content", ""}})), "f\n（空的）\n");
     EXPECT_EQ(whole(questionOf(JSONObject{{"tool_input", "text"}})), "\"text\"\n");
     EXPECT_EQ(whole(questionOf(JSONObject{})), "agent 沒有說要做什麼\n");

@@ -5,6 +5,7 @@
 
 #include "core/Clock.h"
 
+using ctl::Style;
 using ctl::Watcher;
 using testing::AllOf;
 using testing::EndsWith;
@@ -34,9 +35,18 @@ JSONValue event(const std::string& summary) {
     return JSONObject{{"at", 0}, {"event", "Notification"}, {"summary", summary}};
 }
 
-// A person with a clock of their own.
+JSONValue answer(const std::string& id, const std::string& action, const char* key = nullptr,
+                 const std::string& text = {}) {
+    JSONObject body{{"id", id}, {"action", action}};
+    if (key)
+        body.set(key, text);
+    return body;
+}
+
+// A person and a program's loop with a clock of their own.
 class WatcherTest : public testing::Test {
   protected:
+    void begin(Style style = {}) { m_watcher = Watcher{style}; }
     // What is written once the daemon has said this.
     std::string see(JSONArray pending, JSONArray recent = {}) {
         m_watcher.receive(JSONObject{{"presence", JSONObject{{"mode", "on"}, {"away", true}}},
@@ -44,84 +54,170 @@ class WatcherTest : public testing::Test {
                                      {"recent", std::move(recent)}});
         return written();
     }
+    // What was written since the last question for it.
     std::string written() {
-        const std::string text = m_watcher.takeOutput();
-        if (!text.empty())
-            m_watcher.drawn(m_now);
-        return text;
+        write();
+        return std::exchange(m_screen, {});
     }
-    // The answer that a key gives after so long.
-    std::optional<JSONObject> press(std::string_view bytes,
-                                    std::chrono::milliseconds after = Watcher::quietPeriod) {
-        m_now += after;
+    // Time passes, and the loop wakes up whenever it wants to. Keys count from the end of it on
+    // only if it was long enough.
+    void wait(std::chrono::milliseconds time) {
+        const auto end = m_now + time;
+        while (m_watcher.wakeUp().value_or(end) < end)
+            turn(*m_watcher.wakeUp());
+        turn(end);
+    }
+    // The bytes arrive in one go after so long.
+    void type(std::string_view bytes, std::chrono::milliseconds after = 0ms) {
+        wait(after);
         m_watcher.type(bytes, m_now);
-        return m_watcher.takeAnswer();
+        write();
     }
-    // The one that a line gives after which nothing follows.
-    std::optional<JSONObject> enter(std::string_view line) {
-        m_watcher.type(line, m_now);
-        m_watcher.tick(m_watcher.wakeUp().value_or(m_now));
-        return m_watcher.takeAnswer();
+    // The answer that a key gives when nothing came before and nothing follows.
+    std::optional<JSONValue> press(std::string_view bytes,
+                                   std::chrono::milliseconds after = 600ms) {
+        type(bytes, after);
+        wait(150ms);
+        return taken();
+    }
+    std::optional<JSONValue> taken() {
+        const auto body = m_watcher.takeAnswer();
+        return body ? std::optional(JSONValue(*body)) : std::nullopt;
     }
 
     Watcher::Clock::time_point m_now{1h};
-    Watcher m_watcher{Watcher::Style{}};
+    Watcher m_watcher{Style{}};
+
+  private:
+    void turn(Watcher::Clock::time_point now) {
+        m_now = now;
+        (void)m_watcher.opens(m_now);
+        m_watcher.tick(m_now);
+        write();
+    }
+    void write() {
+        const std::string text = m_watcher.takeOutput();
+        if (!text.empty())
+            m_watcher.wrote(m_now);
+        m_screen += text;
+    }
+
+    std::string m_screen;
 };
 
 TEST_F(WatcherTest, TakesAKeyOnlyWhenItIsMeantForTheQuestion) {
     see({permission("one")});
     EXPECT_FALSE(press("a", 599ms));
-    EXPECT_FALSE(press("a", 1ms)) << "the key before it puts the moment off";
+    EXPECT_FALSE(press("a", 449ms)) << "the key before it puts the moment off";
     EXPECT_FALSE(press("aa", 1h)) << "pasted";
     EXPECT_FALSE(press("\x1b[A", 1h)) << "an arrow";
     for (const char* key : {"\r", "\n", " ", "y", "A", "r", "\x04"})
         EXPECT_FALSE(press(key)) << testing::PrintToString(key);
-    for (int repetition = 0; repetition < 100; ++repetition)
-        EXPECT_FALSE(press("a", 30ms)) << "held down";
-    EXPECT_EQ(JSONValue(press("a").value()),
-              JSONValue(JSONObject{{"id", "one"}, {"action", "allow"}}));
+    wait(1h);
+    for (const char byte : std::string_view("apple pie\n"))
+        type(std::string_view(&byte, 1), 1ms);
+    wait(1h);
+    EXPECT_FALSE(taken()) << "pasted over a slow line";
+
+    // The program was stopped while the key waited to be read: it opens at the same moment.
+    m_watcher.redraw();
+    (void)written();
+    m_now += 2s;
+    EXPECT_TRUE(m_watcher.opens(m_now)) << "and what lies there is thrown away";
+    EXPECT_EQ(press("a"), answer("one", "allow"));
     EXPECT_FALSE(press("d")) << "decided already";
 }
 
-TEST_F(WatcherTest, SendsWhatEachKeyMeans) {
-    const JSONObject rule{{"suggestions", JSONArray{JSONObject{{"type", "x"}}}}};
-    const auto answer = [&](JSONValue item, std::string_view key) {
-        m_watcher = Watcher{Watcher::Style{}};
-        see({std::move(item)});
-        return JSONValue(press(key).value());
-    };
-    EXPECT_EQ(answer(permission("p", rule), "A"),
-              JSONValue(JSONObject{{"id", "p"}, {"action", "always"}}));
-    EXPECT_EQ(answer(permission("p"), "d"), JSONValue(JSONObject{{"id", "p"}, {"action", "deny"}}));
-    EXPECT_EQ(JSONValue(m_watcher.takeAnswer() ? 1 : 0), JSONValue(0)) << "only once";
+TEST_F(WatcherTest, AHeldKeyAnswersOneQuestionOnly) {
+    for (const auto firstRepetition : {500ms, 660ms, 2000ms}) {
+        begin();
+        see({permission("one"), permission("two")});
+        EXPECT_EQ(press("a"), answer("one", "allow"));
+        m_watcher.answered(std::nullopt);
+        EXPECT_THAT(written(), HasSubstr("[two]"));
+        type("a", firstRepetition - 150ms);
+        for (int repetition = 0; repetition < 50; ++repetition)
+            type("a", 40ms);
+        wait(149ms);
+        EXPECT_FALSE(taken()) << firstRepetition.count();
+    }
+}
 
-    for (const auto& [line, message] : {std::pair("no\n", "no"), std::pair(" \n", "")}) {
-        m_watcher = Watcher{Watcher::Style{}};
+TEST_F(WatcherTest, AKeyIsForWhatWasDrawnWhenItWasPressed) {
+    see({permission("one"), permission("two")});
+    type("a", 600ms);
+    m_watcher.receive(JSONObject{{"pending", JSONArray{permission("two")}}});
+    m_watcher.tick(m_now + 150ms);
+    EXPECT_FALSE(taken());
+    EXPECT_THAT(written(), HasSubstr("[two]"));
+    wait(1h);
+    EXPECT_FALSE(taken());
+
+    // The rest of a sentence is not for the question that comes in between.
+    EXPECT_FALSE(press("D"));
+    (void)written();
+    type("not ag");
+    EXPECT_THAT(see({permission("three")}),
+                AllOf(HasSubstr("剛才寫的文字沒有送出；按 Enter 繼續"), Not(HasSubstr("[three]"))));
+    EXPECT_FALSE(press("a", 1h));
+    EXPECT_FALSE(press("i", 1h));
+    type("n\n");
+    EXPECT_THAT(written(), HasSubstr("[three]"));
+    EXPECT_FALSE(press("a", 599ms));
+}
+
+TEST_F(WatcherTest, SendsWhatEachKeyMeans) {
+    see({permission("p", {{"suggestions", JSONArray{JSONObject{{"type", "x"}}}}})});
+    EXPECT_EQ(press("A"), answer("p", "always"));
+    begin();
+    see({permission("p")});
+    EXPECT_EQ(press("d"), answer("p", "deny"));
+
+    for (const bool hasReason : {true, false}) {
+        begin();
         see({permission("p")});
         EXPECT_FALSE(press("D"));
-        EXPECT_EQ(m_watcher.input(), Watcher::Input::line);
-        JSONObject expected{{"id", "p"}, {"action", "deny"}};
-        if (*message != '\0')
-            expected.set("message", message);
-        EXPECT_EQ(JSONValue(enter(line).value()), JSONValue(expected));
+        type(hasReason ? "no, thanks\x7f\x7f\x1b[D\x1bOA\r" : " \n");
+        wait(80ms);
+        EXPECT_EQ(taken(),
+                  hasReason ? answer("p", "deny", "message", "no, than") : answer("p", "deny"));
     }
-    m_watcher = Watcher{Watcher::Style{}};
+    begin();
     EXPECT_THAT(see({stop("s")}),
-                AllOf(HasSubstr("\ndone\n"), EndsWith("r 給指示  s 先跳過  q 離開\n")));
+                AllOf(HasSubstr("\n│ done\n"), EndsWith("r 給指示  s 先跳過  q 離開\n")));
     EXPECT_FALSE(press("a"));
+    for (const char* nothing : {"\n", "changed my mind\x04"}) {
+        EXPECT_FALSE(press("r"));
+        (void)written();
+        type(nothing);
+        wait(80ms);
+        EXPECT_THAT(written(), AllOf(HasSubstr("取消了"), HasSubstr("r 給指示")));
+    }
     EXPECT_FALSE(press("r"));
-    EXPECT_FALSE(enter("\n")) << "nothing to do";
-    EXPECT_EQ(m_watcher.input(), Watcher::Input::keys);
-    EXPECT_THAT(written(), HasSubstr("r 給指示"));
+    type("pasted\n");
+    type("\xE8", 79ms);
+    type("\xA1\x8C\xff\n");
+    wait(79ms);
+    EXPECT_FALSE(taken());
+    EXPECT_THAT(written(), EndsWith("pasted\n行\\xFF\n"));
+    wait(1ms);
+    EXPECT_EQ(taken(), answer("s", "reply", "text", "pasted\n行\uFFFD"));
+}
+
+TEST_F(WatcherTest, ALongTextIsSentWholeOrNotAtAll) {
+    see({stop("s")});
     EXPECT_FALSE(press("r"));
-    m_watcher.type("pasted\n", m_now);
-    m_watcher.tick(m_now + 79ms);
-    m_watcher.type("lines\n", m_now + 79ms);
-    m_watcher.tick(m_now + 80ms);
-    EXPECT_FALSE(m_watcher.takeAnswer());
-    m_watcher.tick(m_now + 159ms);
-    EXPECT_EQ(JSONValue(m_watcher.takeAnswer().value()),
-              JSONValue(JSONObject{{"id", "s"}, {"action", "reply"}, {"text", "pasted\nlines"}}));
+    const std::string longest(std::size_t{60} << 10, 'x');
+    type(longest + "\n");
+    wait(80ms);
+    EXPECT_EQ(taken(), answer("s", "reply", "text", longest));
+    begin();
+    see({stop("s")});
+    EXPECT_FALSE(press("r"));
+    type(longest + longest + "\n");
+    EXPECT_THAT(written(), AllOf(HasSubstr("太長了，沒有送出"), HasSubstr("r 給指示")));
+    wait(1h);
+    EXPECT_FALSE(taken());
 }
 
 TEST_F(WatcherTest, WritesNothingWhileAQuestionIsDrawn) {
@@ -138,13 +234,12 @@ TEST_F(WatcherTest, WritesNothingWhileAQuestionIsDrawn) {
     EXPECT_THAT(see({permission("one")}, recent), EndsWith(permissionKeys));
     recent.push_back(event("8"));
     EXPECT_EQ(see({permission("one"), permission("two")}, recent), "");
-    EXPECT_TRUE(press("a", 600ms)) << "nothing moved";
+    EXPECT_TRUE(press("a")) << "nothing moved";
     m_watcher.answered(std::nullopt);
     EXPECT_THAT(written(), AllOf(HasSubstr("已允許：Bash\n"), HasSubstr("Notification  8\n"),
                                  HasSubstr("[two]"), EndsWith(permissionKeys)));
     // The daemon's older word of it may come later.
     EXPECT_EQ(see({permission("one"), permission("two")}, recent), "");
-    EXPECT_FALSE(press("a", 599ms));
 }
 
 TEST_F(WatcherTest, SaysWhatBecomesOfAQuestionThatItDoesNotAnswer) {
@@ -152,12 +247,8 @@ TEST_F(WatcherTest, SaysWhatBecomesOfAQuestionThatItDoesNotAnswer) {
     EXPECT_FALSE(press("s"));
     EXPECT_THAT(written(), AllOf(HasSubstr("先跳過：Bash（之後用代號 one 回答）"),
                                  HasSubstr("[two]"), HasSubstr("（後面還有 1 題）")));
-    EXPECT_FALSE(press("D"));
-    EXPECT_THAT(written(), HasSubstr("拒絕的原因"));
     EXPECT_THAT(see({permission("one"), permission("three")}),
                 AllOf(HasSubstr("已在別處回答"), HasSubstr("[three]")));
-    EXPECT_EQ(m_watcher.input(), Watcher::Input::keys);
-    EXPECT_FALSE(enter("half a reason\n"));
 
     EXPECT_TRUE(press("a"));
     m_watcher.answered("已經回答過或已逾時");
@@ -178,14 +269,17 @@ TEST_F(WatcherTest, TellsHowMuchOfALongQuestionIsNotShown) {
     std::string lines;
     for (int i = 0; i < 250; ++i)
         lines += "line " + std::to_string(i) + "\n";
-    const JSONValue many = permission("many", {{"input", JSONObject{{"command", lines}}}});
-    EXPECT_THAT(see({many}), AllOf(HasSubstr("line 199\n"), Not(HasSubstr("line 200\n")),
-                                   HasSubstr("後面還有 650 個字元沒有顯示，按 v 看全部")));
+    const JSONValue many =
+        permission("many", {{"input", JSONObject{{"command", lines + "\u200b\n"}}}});
+    EXPECT_THAT(see({many}), AllOf(HasSubstr("│ 200  line 199\n"), Not(HasSubstr("line 200\n")),
+                                   HasSubstr("裡面有看不見的字元"),
+                                   HasSubstr("後面還有 663 個字元沒有顯示，按 v 看全部"),
+                                   HasSubstr("⚠ 這一題有 204 行，比畫面高")));
     EXPECT_FALSE(press("v"));
     EXPECT_THAT(written(), AllOf(HasSubstr("line 249\n"), Not(HasSubstr("沒有顯示"))));
     EXPECT_FALSE(press("a", 599ms)) << "it moved";
 
-    m_watcher = Watcher{Watcher::Style{.answers = false}};
+    begin({.answers = false});
     std::string wide;
     for (int i = 0; i < 30'000; ++i)
         wide += "寬";
