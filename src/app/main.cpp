@@ -48,6 +48,10 @@ int runDaemon(int argc, char* argv[]) {
                    .idleSeconds = idleSeconds,
                    .page = bundle.resource("app.html"),
                    .bundledHook = bundle.auxiliaryExecutable("tamsell-hook")});
+    QObject::connect(&daemon, &Daemon::changed, &application, [&] {
+        const auto port = daemon.port();
+        statusFile.set("port", port ? JSONValue(*port) : JSONValue());
+    });
     daemon.start();
     return QCoreApplication::exec();
 }

@@ -22,21 +22,6 @@ namespace {
     throw std::system_error(errno, std::generic_category(), path.string());
 }
 
-// Where the rename has to go, so that a link stays one: what it names, whether that exists or not.
-fs::path followed(const fs::path& path) {
-    fs::path target = path;
-    // The kernel follows 40 links as well.
-    for (int links = 0; links < 40; ++links) {
-        std::error_code notALink;
-        const fs::path next = fs::read_symlink(target, notALink);
-        if (notALink)
-            return target;
-        target = next.is_absolute() ? next : target.parent_path() / next;
-    }
-    errno = ELOOP;
-    fail(path);
-}
-
 // Removes the temporary file unless it has become the target.
 class TemporaryName {
   public:
@@ -63,39 +48,94 @@ void flushDirectory(const fs::path& directory) {
         ::fsync(descriptor.number());
 }
 
-} // namespace
+struct Attributes {
+    mode_t mode = 0644;
+    uid_t owner = ::geteuid();
+    gid_t group = ::getegid();
+};
 
-void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> mode) {
-    const fs::path target = followed(path);
-    const fs::path directory = target.has_parent_path() ? target.parent_path() : fs::path(".");
+Attributes attributesOf(const struct stat& status) {
+    return {.mode = status.st_mode & 07777, .owner = status.st_uid, .group = status.st_gid};
+}
+
+// Nothing when the path does not lead to anything.
+std::optional<Attributes> replaced(const fs::path& target, const fs::path& path) {
     struct stat old {};
-    const bool replaces = ::stat(target.c_str(), &old) == 0;
+    if (::stat(target.c_str(), &old) != 0)
+        return std::nullopt;
     // The rename would put a plain file in the place of a pipe or of /dev/null.
-    if (replaces && !S_ISREG(old.st_mode)) {
+    if (!S_ISREG(old.st_mode)) {
         errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
         fail(path);
     }
+    return attributesOf(old);
+}
 
+// @return whether the condition held
+bool replace(const fs::path& path, const fs::path& target, std::string_view bytes,
+             const Attributes& attributes, const std::function<bool()>& condition) {
+    const fs::path directory = target.has_parent_path() ? target.parent_path() : fs::path(".");
     std::string pattern = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
     Descriptor descriptor(::mkostemp(pattern.data(), O_CLOEXEC));
     if (!descriptor.isValid())
         fail(path);
     TemporaryName temporary(pattern);
 
-    if (replaces && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())) {
+    if (attributes.owner != ::geteuid() || attributes.group != ::getegid()) {
         // Only the superuser may give files away; anyone else keeps at least the group if it can.
-        if (::fchown(descriptor.number(), old.st_uid, old.st_gid) != 0 &&
-            ::fchown(descriptor.number(), static_cast<uid_t>(-1), old.st_gid) != 0)
+        if (::fchown(descriptor.number(), attributes.owner, attributes.group) != 0 &&
+            ::fchown(descriptor.number(), static_cast<uid_t>(-1), attributes.group) != 0)
             errno = 0;
     }
-    const mode_t bits = mode.value_or(replaces ? old.st_mode & 07777 : 0644);
-    if (::fchmod(descriptor.number(), bits) != 0)
+    if (::fchmod(descriptor.number(), attributes.mode) != 0 ||
+        !file::writeAll(descriptor.number(), bytes) || ::fsync(descriptor.number()) != 0 ||
+        !descriptor.close())
         fail(path);
-    if (!file::writeAll(descriptor.number(), bytes) || ::fsync(descriptor.number()) != 0 ||
-        !descriptor.close() || ::rename(temporary.get(), target.c_str()) != 0)
+    if (condition && !condition())
+        return false;
+    if (::rename(temporary.get(), target.c_str()) != 0)
         fail(path);
     temporary.release();
     flushDirectory(directory);
+    return true;
+}
+
+} // namespace
+
+fs::path targetOf(const fs::path& path) {
+    fs::path target = path;
+    // The kernel follows 40 links as well.
+    for (int links = 0; links < 40; ++links) {
+        std::error_code notALink;
+        const fs::path next = fs::read_symlink(target, notALink);
+        if (notALink)
+            return target;
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    errno = ELOOP;
+    fail(path);
+}
+
+void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> mode) {
+    const fs::path target = targetOf(path);
+    Attributes attributes = replaced(target, path).value_or(Attributes());
+    attributes.mode = mode.value_or(attributes.mode);
+    (void)replace(path, target, bytes, attributes, nullptr);
+}
+
+bool writeIf(const fs::path& path, std::string_view bytes, const std::function<bool()>& condition) {
+    const fs::path target = targetOf(path);
+    const Attributes attributes = replaced(target, path).value_or(Attributes());
+    return replace(path, target, bytes, attributes, condition);
+}
+
+void writeLike(const fs::path& model, const fs::path& path, std::string_view bytes) {
+    struct stat status {};
+    if (::stat(model.c_str(), &status) != 0)
+        fail(model);
+    const fs::path target = targetOf(path);
+    (void)replaced(target, path);
+    (void)replace(path, target, bytes, attributesOf(status), nullptr);
 }
 
 } // namespace atomicfile

@@ -48,10 +48,24 @@ bool writeAll(int descriptor, std::string_view text) {
     return true;
 }
 
+namespace {
+
+// Non-blocking, so that a pipe in the file's place does not stop the program.
+Descriptor opened(const char* path, struct stat& status) {
+    Descriptor descriptor(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (descriptor.isValid() && ::fstat(descriptor.number(), &status) != 0)
+        descriptor.reset();
+    return descriptor;
+}
+
+} // namespace
+
 std::optional<std::string> readStart(const std::string& path, std::size_t limit) {
-    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    const Descriptor descriptor = opened(path.c_str(), status);
     std::string text;
-    if (!descriptor.isValid() || readAll(descriptor.number(), limit, text) == ReadEnd::failed)
+    if (!descriptor.isValid() || !S_ISREG(status.st_mode) ||
+        readAll(descriptor.number(), limit, text) == ReadEnd::failed)
         return std::nullopt;
     text.resize(std::min(text.size(), limit));
     return text;
@@ -61,10 +75,9 @@ std::string read(const std::filesystem::path& path, std::size_t limit) {
     const auto fail = [&](int error) {
         throw std::system_error(error, std::generic_category(), path.string());
     };
-    // Non-blocking, so that a pipe in the file's place does not stop the program.
-    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
-    if (!descriptor.isValid() || ::fstat(descriptor.number(), &status) != 0)
+    const Descriptor descriptor = opened(path.c_str(), status);
+    if (!descriptor.isValid())
         fail(errno);
     if (!S_ISREG(status.st_mode))
         fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);

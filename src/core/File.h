@@ -21,8 +21,8 @@ enum class ReadEnd { whole, cut, failed };
 /// then errno says why, and how much was written is unspecified.
 [[nodiscard]] bool writeAll(int descriptor, std::string_view text);
 
-/// The first `limit` bytes at most, of a file of any kind. Nothing when it cannot be opened or
-/// read.
+/// The first `limit` bytes at most. Nothing when it cannot be opened or read, or is no regular
+/// file: a pipe could have one wait for ever.
 [[nodiscard]] std::optional<std::string> readStart(const std::string& path, std::size_t limit);
 
 /// A regular file's bytes, all of them.

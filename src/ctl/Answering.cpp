@@ -15,6 +15,18 @@ namespace {
 // So much of what is asked stands on a line of the list, in characters.
 constexpr std::size_t summaryLength = 300;
 
+// The beginning of what is asked, and what that leaves out.
+std::string beginning(const Question& question) {
+    const std::string summary = question.summary();
+    const std::string_view shown = text::prefix(summary, summaryLength);
+    std::string line = text::visible(shown);
+    if (shown.size() < summary.size())
+        line += localized("…（還有 %lld 個位元組）",
+                          {static_cast<double>(summary.size() - shown.size())});
+    const std::string others = question.unsummarized();
+    return others.empty() ? line : line + localized("（另有 %@）", {text::visible(others)});
+}
+
 std::optional<Action> actionFrom(std::string_view word) {
     if (word == "allow")
         return Action::allow;
@@ -39,7 +51,7 @@ int pending(const Context& context, const Arguments& arguments) {
     for (const Question& question : questions) {
         output::write(text::visible(question.shortId()) + "  " + titleOf(question) + "  " +
                       text::visible(question.client) + "  " + remaining(question) + "\n    " +
-                      text::visible(text::prefix(question.summary(), summaryLength)) + "\n");
+                      beginning(question) + "\n");
     }
     return 0;
 }

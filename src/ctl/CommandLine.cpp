@@ -110,6 +110,10 @@ Call parse(std::span<char* const> arguments) {
             arguments = arguments.subspan(1);
         }
     }
+    const auto isText = [](const std::string& word) { return text::repaired(word) == word; };
+    if (!std::ranges::all_of(call.arguments.words, isText) ||
+        !isText(call.arguments.message.value_or("")))
+        refuse(call.command, localized("參數不是有效的 UTF-8"));
     const std::size_t count = call.arguments.words.size();
     if (!call.helpOnly && count < call.command->fewest)
         refuse(call.command, localized("缺少參數"));

@@ -32,6 +32,10 @@ std::string remedyFor(Reason reason) {
 
 Findings checkDaemon(const DaemonReport& report) {
     const std::string subject = "Tamsell";
+    if (report.elsewhere)
+        return {{Level::problem, subject,
+                 localized("還在 %@ 執行，設定檔已經改成 %@", {*report.elsewhere, report.address}),
+                 localized("重新啟動 Tamsell")}};
     if (report.obstacle)
         return {{Level::problem, subject,
                  *report.obstacle == Reason::notRunning

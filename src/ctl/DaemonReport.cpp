@@ -19,14 +19,34 @@ std::optional<pid_t> processIn(const JSONValue& value) {
     return static_cast<pid_t>(number);
 }
 
-std::optional<std::string> idleSource(const Locations& locations, std::optional<pid_t> process) {
+// What the daemon noted about itself, or one before it.
+JSONValue ownNotes(const Locations& locations) {
     const auto text = file::readStart(locations.statusFile.string(), maximumStatusFile);
-    const auto status = text ? JSONValue::parse(*text) : std::nullopt;
-    const std::string* source = status ? json::textOf(*status, "idleSource") : nullptr;
-    // An earlier process may have written it.
-    if (!source || processIn(*status) != process)
+    return text ? JSONValue::parse(*text).value_or(JSONValue()) : JSONValue();
+}
+
+std::optional<std::string> idleSource(const Locations& locations, std::optional<pid_t> process) {
+    const JSONValue notes = ownNotes(locations);
+    const std::string* source = json::textOf(notes, "idleSource");
+    if (!source || processIn(notes) != process)
         return std::nullopt;
     return *source;
+}
+
+// Where the daemon of these settings was listening, and answers still.
+std::optional<std::string> otherAddress(const Context& context) {
+    const JSONValue notes = ownNotes(context.locations);
+    JSONObject settings = context.config().raw;
+    settings.set("host", "127.0.0.1");
+    settings.set("port", json::member(notes, "port"));
+    const DaemonClient daemon(Config::over(settings), context.owner());
+    try {
+        const auto process = processIn(notes);
+        if (process && processIn(daemon.health().body) == process)
+            return daemon.address();
+    } catch (const DaemonError&) { // NOLINT(bugprone-empty-catch): it is not there either
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -44,6 +64,7 @@ DaemonReport askDaemon(const Context& context) {
     } catch (const Unreachable& error) {
         report.obstacle = error.reason();
         report.trouble = error.message();
+        report.elsewhere = otherAddress(context);
     } catch (const DaemonError& error) {
         report.obstacle = Unreachable::Reason::anotherProgram;
         report.trouble = error.message();

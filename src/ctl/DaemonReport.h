@@ -20,6 +20,8 @@ struct DaemonReport {
     std::optional<pid_t> process;
     /// Whether the program's file was replaced or removed since it was started.
     bool isOutdated = false;
+    /// Where it listens instead: its settings were changed since it was started.
+    std::optional<std::string> elsewhere;
     JSONValue snapshot; ///< null when it cannot be asked
     /// What idle time was last read from, "" where nothing answered; nothing when it is not known.
     std::optional<std::string> idleSource;

@@ -1,5 +1,6 @@
 #include "ctl/EventStream.h"
 
+#include <algorithm>
 #include <array>
 
 #include "core/Localized.h"
@@ -15,12 +16,15 @@ std::optional<JSONValue> EventStream::newest(LocalConnection::Deadline deadline)
     for (;;) {
         std::optional<JSONValue> newest;
         const std::string_view body = m_reply.body();
-        const std::size_t end = body.rfind(endOfRecord);
-        std::size_t taken = 0;
+        // The record's end may lie half in what was searched. A snapshot of many megabytes comes in
+        // many pieces, and only the new one is looked at.
+        const std::size_t from = m_searched - std::min(m_searched, endOfRecord.size() - 1);
+        const std::size_t end = body.substr(from).rfind(endOfRecord);
+        m_searched = body.size();
         if (end != std::string_view::npos) {
-            taken = end + endOfRecord.size();
+            const std::size_t taken = from + end + endOfRecord.size();
             // Only the last record counts; those before it and the comments between say less.
-            for (std::string_view rest = body.substr(0, end); !newest && !rest.empty();) {
+            for (std::string_view rest = body.substr(0, from + end); !newest && !rest.empty();) {
                 const std::size_t before = rest.rfind(endOfRecord);
                 const std::size_t at =
                     before == std::string_view::npos ? 0 : before + endOfRecord.size();
@@ -29,6 +33,7 @@ std::optional<JSONValue> EventStream::newest(LocalConnection::Deadline deadline)
                 rest = rest.substr(0, before == std::string_view::npos ? 0 : before);
             }
             m_reply.dropFromBody(taken);
+            m_searched -= taken;
         }
         if (newest)
             return newest;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -26,6 +27,7 @@ class EventStream {
   private:
     LocalConnection m_connection;
     HTTPReplyReader m_reply;
+    std::size_t m_searched = 0; // so much of the body ends no record
 };
 
 } // namespace ctl

@@ -29,12 +29,29 @@ std::string missingEvents(const JSONObject& file, const std::string& command,
     return names;
 }
 
+// One of our commands that is not the current one: the agent runs it as well.
+std::optional<std::string> otherCommand(const JSONObject& file, const std::string& command,
+                                        std::span<const Hooks::Event> events) {
+    for (const Hooks::Event& event : events) {
+        for (const std::string& ours : Hooks::ourCommands(file, event.name)) {
+            if (ours != command)
+                return ours;
+        }
+    }
+    return std::nullopt;
+}
+
 Finding checkAgent(const std::string& agent, const fs::path& path, const std::string& command,
                    std::span<const Hooks::Event> events) {
     try {
         const JSONObject file = Hooks::readAgentFile(path);
         const int count = Hooks::countInstalled(file, command, events);
         const std::string share = shareText(count, events.size());
+        if (const auto other = otherCommand(file, command, events);
+            other && count == static_cast<int>(events.size()))
+            return {Level::problem, agent,
+                    localized("還有別的 Tamsell hook：%@", {text::visible(*other)}),
+                    localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)})};
         if (count == static_cast<int>(events.size()))
             return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
         if (count == 0)

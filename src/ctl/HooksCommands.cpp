@@ -18,7 +18,12 @@ int hooksStatus(const Context& context, const Arguments& arguments) {
 
 int hooksInstall(const Context& context, const Arguments& /*arguments*/) {
     context.hooks.install();
-    output::write(localized("已安裝：%@", {hooksText(context.hooks.status())}) + "\n");
+    const Hooks::Status status = context.hooks.status();
+    const bool isWhole = status.claude == static_cast<int>(Hooks::claudeEvents().size()) &&
+                         status.scriptCurrent && !status.error;
+    if (!isWhole)
+        throw DaemonError(localized("安裝後仍不完整：%@", {hooksText(status)}));
+    output::write(localized("已安裝：%@", {hooksText(status)}) + "\n");
     return 0;
 }
 

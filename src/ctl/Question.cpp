@@ -21,6 +21,15 @@ std::string textOr(const JSONValue& value, std::string_view key) {
     return text ? *text : "";
 }
 
+// The member of a tool's input that says most; null when all of it has to.
+const char* summarizedBy(const JSONValue& input) {
+    for (const char* key : {"command", "file_path"}) {
+        if (json::textOf(input, key))
+            return key;
+    }
+    return nullptr;
+}
+
 } // namespace
 
 std::optional<Question> Question::from(const JSONValue& item) {
@@ -44,14 +53,23 @@ std::string_view Question::shortId() const {
 std::string Question::summary() const {
     if (isStop)
         return textOr(item, "lastMessage");
-    const JSONValue* input = item["input"];
-    if (!input)
-        return "";
-    for (const char* key : {"command", "file_path"}) {
-        if (const std::string* text = json::textOf(*input, key))
-            return *text;
+    const JSONValue& input = json::member(item, "input");
+    if (const char* key = summarizedBy(input))
+        return *json::textOf(input, key);
+    return input.isNull() ? "" : json::compact(input).value_or("");
+}
+
+std::string Question::unsummarized() const {
+    const JSONValue& input = json::member(item, "input");
+    const char* first = summarizedBy(input);
+    std::string names;
+    if (!first)
+        return names;
+    for (const auto& [key, value] : *input.object()) {
+        if (key != first && key != "description")
+            names += (names.empty() ? "" : "、") + key;
     }
-    return json::compact(*input).value_or("");
+    return names;
 }
 
 bool Question::canAlways() const {

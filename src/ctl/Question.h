@@ -27,6 +27,9 @@ struct Question {
     [[nodiscard]] std::string_view shortId() const;
     /// What is asked, on one line: the command, the file, the last message, else the input.
     [[nodiscard]] std::string summary() const;
+    /// The names of what else the input has, as a list; what the agent only says about it is left
+    /// out.
+    [[nodiscard]] std::string unsummarized() const;
     /// Whether always allowing would tell the agent to remember something.
     [[nodiscard]] bool canAlways() const;
 };

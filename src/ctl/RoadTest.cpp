@@ -55,21 +55,23 @@ void report(const std::string& hop, const std::string& text,
     throw DaemonError(localized("測試停在「%@」：%@", {hop, text}));
 }
 
-// The command that an agent would run for the event.
+// The command that an agent would run for the event: ours as it is now, else an older one.
 std::string installedHook(const Context& context, std::string_view event) {
     const std::string hop = localized("設定檔");
     const Locations& at = context.locations;
-    for (const auto& file : {at.claudeSettings, at.codexHooks}) {
+    for (const auto& [file, current] : {std::pair(at.claudeSettings, context.hooks.claudeCommand()),
+                                        std::pair(at.codexHooks, context.hooks.codexCommand())}) {
         try {
-            // Codex has no such event; whichever of its entries there is runs the same program.
+            // Codex has no notifications; whichever of its entries there is runs the same program.
             const JSONObject content = Hooks::readAgentFile(file);
             auto commands = Hooks::ourCommands(content, event);
             if (commands.empty() && file == at.codexHooks)
                 commands = Hooks::ourCommands(content, "PreToolUse");
-            if (!commands.empty()) {
-                report(hop, localized("%@ 有 %@ 的 hook", {shown(file), std::string(event)}));
-                return commands.front();
-            }
+            if (commands.empty())
+                continue;
+            report(hop, localized("%@ 有 %@ 的 hook", {shown(file), std::string(event)}));
+            const bool hasCurrent = std::ranges::find(commands, current) != commands.end();
+            return hasCurrent ? current : commands.front();
         } catch (const std::exception& error) {
             failAt(hop, text::visible(error.what()));
         }
@@ -118,7 +120,7 @@ void walk(const DaemonClient& daemon, const std::string& hook) {
     const std::string message = "tamsellctl test " + nonce();
     const JSONObject event{{"hook_event_name", "Notification"},
                            {"session_id", session},
-                           {"cwd", std::filesystem::current_path().string()},
+                           {"cwd", text::repaired(std::filesystem::current_path().string())},
                            {"message", message}};
     const std::string run = localized("執行");
     const auto begun = Clock::now();
@@ -198,7 +200,7 @@ void ask(const DaemonClient& daemon, const std::string& hook) {
     const std::string mark = "tamsellctl test " + nonce();
     const JSONObject event{{"hook_event_name", "PermissionRequest"},
                            {"session_id", session},
-                           {"cwd", std::filesystem::current_path().string()},
+                           {"cwd", text::repaired(std::filesystem::current_path().string())},
                            {"tool_name", "Bash"},
                            {"tool_input", JSONObject{{"command", "echo " + mark}}}};
     const auto begun = Clock::now();

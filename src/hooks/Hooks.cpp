@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <system_error>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/AtomicFile.h"
 #include "core/DaemonError.h"
 #include "core/File.h"
 #include "core/Localized.h"
+#include "core/Text.h"
 
 namespace fs = std::filesystem;
 
@@ -52,9 +52,7 @@ void backUp(const fs::path& path, std::string_view bytes) {
     // Something odd in its place gives way if it can; what a link names is not ours to write.
     if (!fs::is_regular_file(fs::symlink_status(backup, ignored)))
         fs::remove(backup, ignored);
-    struct stat status {};
-    const bool isKnown = ::stat(path.c_str(), &status) == 0;
-    atomicfile::write(backup, bytes, isKnown ? status.st_mode & 07777 : 0600);
+    atomicfile::writeLike(path, backup, bytes);
 }
 
 // Whether something lies at the path, even if it is a link to nothing readable.
@@ -63,8 +61,19 @@ bool isThere(const fs::path& path) {
     return fs::exists(path, error) || error;
 }
 
+std::string encoded(const JSONObject& object) {
+    return json::pretty(object) + "\n";
+}
+
+// So that the file can be put there: also where a link leads that leads nowhere yet.
+void createDirectoriesFor(const fs::path& path) {
+    fs::create_directories(path.parent_path());
+    fs::create_directories(atomicfile::targetOf(path).parent_path());
+}
+
 // Replaces the file by what `change` makes of its content; nothing means that it stays. An agent
-// may write its file at any time, so what is replaced is what `change` was given.
+// may write its file at any time, so what is replaced is what `change` was given: it is looked at
+// once more right before.
 template <typename Change>
 void rewrite(const fs::path& path, Change change) {
     for (int i = 0; i < tries; ++i) {
@@ -72,10 +81,14 @@ void rewrite(const fs::path& path, Change change) {
         const std::optional<JSONObject> object = change(objectIn(bytes, path));
         if (!object)
             return;
-        if (bytesOf(path, Hooks::maximumFile) == bytes) {
-            Hooks::writeJSONFile(*object, path);
+        createDirectoriesFor(path);
+        if (bytes)
+            backUp(path, *bytes);
+        else if (isThere(path))
+            (void)file::read(path, Hooks::maximumFile); // Says why it cannot be read.
+        const auto isUnchanged = [&] { return bytesOf(path, Hooks::maximumFile) == bytes; };
+        if (atomicfile::writeIf(path, encoded(*object), isUnchanged))
             return;
-        }
     }
     throw DaemonError(localized("%@ 一直被其他程式改寫", {path.string()}));
 }
@@ -126,6 +139,10 @@ Hooks::Status Hooks::status() const {
 }
 
 void Hooks::install() const {
+    // JSON has no way to say it.
+    if (text::repaired(claudeCommand()) != claudeCommand())
+        throw DaemonError(localized("%@ 不是有效的 UTF-8，寫不進 agent 的設定",
+                                    {m_locations.hookExecutable.string()}));
     installScript();
     const auto installEntries = [](const fs::path& path, const std::string& command,
                                    std::span<const Event> events) {
@@ -191,10 +208,10 @@ JSONObject Hooks::readAgentFile(const fs::path& path) {
 }
 
 void Hooks::writeJSONFile(const JSONObject& object, const fs::path& path) {
-    fs::create_directories(path.parent_path());
+    createDirectoriesFor(path);
     if (isThere(path))
         backUp(path, file::read(path, maximumFile));
-    atomicfile::write(path, json::pretty(object) + "\n");
+    atomicfile::write(path, encoded(object));
 }
 
 fs::path Hooks::backupOf(const fs::path& path) {

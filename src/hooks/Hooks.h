@@ -44,7 +44,8 @@ class Hooks {
     /// Never fails: what is wrong with a file is in `error`.
     [[nodiscard]] Status status() const;
     /// Installs the program, and the entries for Claude Code and, where there is one, Codex. A file
-    /// in which all of them are current is not touched. What was done before a failure stays.
+    /// in which all of them are current is not touched. What was done before a failure stays. A
+    /// path that is not UTF-8 is refused, since no settings file could name it.
     void install() const;
     /// Copies the program from the bundle to the data directory, executable.
     void installScript() const;
@@ -76,7 +77,8 @@ class Hooks {
     /// Whether the older program's hook is among the commands.
     [[nodiscard]] static bool hasLegacy(const JSONObject& file);
 
-    /// Beyond this a file is refused: settings with many rules have some hundred kilobytes.
+    /// Beyond this a file is refused: it is held in memory whole, several times. Settings with many
+    /// rules have some hundred kilobytes.
     static constexpr std::size_t maximumFile = std::size_t{256} << 20;
 
     /// An agent's file. One that is missing or cannot be read is empty.
@@ -84,8 +86,8 @@ class Hooks {
     [[nodiscard]] static JSONObject readAgentFile(const std::filesystem::path& path);
 
     /// Replaces the file by this object: indented, keys sorted, "/" not escaped, a line feed at the
-    /// end. What was there lies in the file's backup before, which is the previous backup or whole.
-    /// A link is followed and stays one; its backup lies beside it.
+    /// end. Before, what was there is written to the backup, atomically: after a failure the backup
+    /// is the older one or whole. A link is followed and stays one; its backup lies beside it.
     static void writeJSONFile(const JSONObject& object, const std::filesystem::path& path);
 
     /// Where the backup of a file lies: beside it, with ".tamsell-backup" at the end of its name.

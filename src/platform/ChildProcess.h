@@ -13,8 +13,8 @@
 /// A program that runs beside a command-line program, which waits for it: its input is given at the
 /// start, what it says is collected. Not for the daemon, whose loop must not wait.
 ///
-/// It starts with the default signal actions and in a process group of its own, which the
-/// destructor kills when the program has not ended.
+/// The caller ignores SIGPIPE. The program itself starts with the default signal actions and in a
+/// process group of its own, which the destructor kills when the program has not ended.
 class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;

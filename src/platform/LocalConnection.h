@@ -19,7 +19,7 @@ class LocalConnection {
     using Deadline = Clock::time_point;
     static constexpr Deadline never = Deadline::max();
 
-    /// Why there is no connection.
+    /// Why there is no connection, from the least to the gravest.
     enum class Obstacle {
         none,
         nobodyListens,
@@ -27,9 +27,9 @@ class LocalConnection {
         anotherUser ///< somebody else listens there, who must not hear a word
     };
 
-    /// The first of the endpoints that somebody listens on. Before anything is said, the system is
-    /// asked who that is.
-    /// @param obstacle is set to the last one met, or to `none`
+    /// A connection to the first endpoint whose listener may be the owner's. Before anything is
+    /// said, the system is asked whose it is; another user's is skipped.
+    /// @param obstacle is set to the gravest one met, or to `none` when there is a connection
     [[nodiscard]] static std::optional<LocalConnection> open(std::span<const Endpoint> candidates,
                                                              uid_t owner, Deadline deadline,
                                                              Obstacle* obstacle = nullptr);

@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 #include "core/Locations.h"
 
 /// The service of the user's own service manager that starts the daemon at log-in and again when it
 /// failed: on a machine without a desktop nothing else does.
 ///
-/// Every call asks the manager and waits for it, up to 15 seconds: for command-line programs.
+/// Every order to the manager is waited for, up to 15 seconds, and installing gives four: for
+/// command-line programs.
 class UserService {
   public:
     struct State {
@@ -33,7 +36,8 @@ class UserService {
     /// Never fails.
     [[nodiscard]] State state() const;
     /// Writes the file for this program, and has it started now and at every log-in.
-    /// @param program the daemon
+    /// @param program the daemon; systemd takes no path with quotation marks, "\" or invisible
+    ///        characters
     /// @throws DaemonError with the manager's words; std::system_error when the file cannot be
     /// written
     void install(const std::filesystem::path& program) const;

@@ -47,26 +47,29 @@ Answer askManager(std::vector<std::string> words) {
     }
 }
 
+std::string troubleOf(const Answer& answer) {
+    return answer.errors.empty() ? localized("systemctl 失敗了（結束碼 %lld）",
+                                             {static_cast<double>(answer.exitCode)})
+                                 : answer.errors;
+}
+
 // @throws DaemonError
 void order(std::vector<std::string> words) {
     const Answer answer = askManager(std::move(words));
     if (answer.exitCode != 0)
-        throw DaemonError(answer.errors.empty() ? localized("systemctl 失敗了（結束碼 %lld）",
-                                                            {static_cast<double>(answer.exitCode)})
-                                                : answer.errors);
+        throw DaemonError(troubleOf(answer));
 }
 
-// One word of a unit file (systemd.syntax(7), systemd.unit(5) "Specifiers").
-std::string quoted(std::string_view word, std::string_view dollar) {
+// One word of a unit file (systemd.syntax(7), systemd.unit(5) "Specifiers"). "$" stands for itself
+// in a program's path and in Environment= (systemd.service(5), systemd.exec(5)).
+std::string unitWord(std::string_view word) {
     std::string result = "\"";
     for (const char c : word) {
         if (c == '"' || c == '\\')
             result += '\\';
         if (c == '%')
             result += '%';
-        if (c == '$')
-            result += dollar;
-        else if (c == '\n')
+        if (c == '\n')
             result += "\\n";
         else
             result += c;
@@ -96,7 +99,7 @@ std::string programIn(std::string_view unit) {
     std::string program;
     for (std::size_t i = at + key.size(); i < unit.size() && unit[i] != '"'; ++i) {
         // Every character that is written twice or behind a backslash stands for itself.
-        if ((unit[i] == '\\' || unit[i] == '%' || unit[i] == '$') && i + 1 < unit.size())
+        if ((unit[i] == '\\' || unit[i] == '%') && i + 1 < unit.size())
             ++i;
         program += unit[i];
     }
@@ -138,7 +141,7 @@ UserService::State UserService::state() const {
     const Answer answer = askManager(
         {"show", std::string(unitName), "--property=UnitFileState,ActiveState,Result,MainPID"});
     if (answer.exitCode != 0) {
-        state.trouble = answer.errors;
+        state.trouble = troubleOf(answer);
         return state;
     }
     auto properties = propertiesIn(answer.output);
@@ -152,6 +155,11 @@ UserService::State UserService::state() const {
 }
 
 void UserService::install(const fs::path& program) const {
+    // systemd takes no such program, however it is written.
+    const std::string path = program.string();
+    if (path.find_first_of("\"'\\") != std::string::npos || text::visible(path) != path)
+        throw DaemonError(
+            localized("systemd 不能啟動路徑裡有這些符號的程式：%@", {text::visible(path)}));
     // Asked first, so that nothing is left behind where there is no manager.
     order({"show-environment"});
     fs::create_directories(m_file.parent_path());
@@ -169,7 +177,7 @@ void UserService::remove() const {
     const Answer stopped = askManager({"disable", "--now", std::string(unitName)});
     fs::remove(m_file);
     if (stopped.exitCode != 0)
-        throw DaemonError(stopped.errors);
+        throw DaemonError(troubleOf(stopped));
     order({"daemon-reload"});
 }
 
@@ -179,9 +187,9 @@ std::string UserService::definition(const fs::path& program) const {
                        "\n"
                        "[Service]\n"
                        "ExecStart=" +
-                       quoted(program.string(), "$$") + " --headless\n";
+                       unitWord(program.string()) + " --headless\n";
     for (const std::string& variable : m_variables)
-        text += "Environment=" + quoted(variable, "$") + "\n";
+        text += "Environment=" + unitWord(variable) + "\n";
     return text + "Restart=on-failure\n"
                   "RestartSec=5\n"
                   "\n"

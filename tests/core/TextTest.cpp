@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "core/JSONValue.h"
 #include "core/Text.h"
 
 namespace {
@@ -103,9 +104,19 @@ TEST(Text, VisibleLeavesNothingThatHidesOrForges) {
         {"l\u2028p\u2029n\u0085", "l\\u{2028}p\\u{2029}n\\u{0085}"},
         {"tag\U000e0041", "tag\\u{E0041}"},
         {"bad\xff\xc3", "bad\\xFF\\xC3"},
+        {"\u3164\u2800\u115f\u034f\U000e0101", "\\u{3164}\\u{2800}\\u{115F}\\u{034F}\\u{E0101}"},
+        {"rm\u00a0-rf\u3000x\u0378", "rm\\u{00A0}-rf\\u{3000}x\\u{0378}"},
+        {"⚠\ufe0f x\ufe0f", "⚠\ufe0f x\\u{FE0F}"}, // the coloured form, and a hidden mark
     };
     for (const auto& one : cases)
         EXPECT_EQ(text::visible(one.text), one.expected);
+}
+
+TEST(Text, AJSONTextWithoutInvisibleCharactersIsStillTheSame) {
+    const JSONValue value(JSONArray{"a\u009b\u202e\u2028\U000e0041é漢😀", "\n"});
+    const std::string text = text::asciiWhereInvisible(json::pretty(value));
+    EXPECT_EQ(text, "[\n  \"a\\u009b\\u202e\\u2028\\udb40\\udc41é漢😀\",\n  \"\\n\"\n]");
+    EXPECT_EQ(JSONValue::parse(text), value);
 }
 
 TEST(Text, CanonicalEquivalence) {

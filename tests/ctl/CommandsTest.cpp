@@ -39,6 +39,7 @@ TEST(Commands, WrongUseIsTwoAndFailureIsOneWithASentence) {
                                                {"answer", "abcd", "allow", "--message", "no"},
                                                {"answer", "abcd", "deny", "--message"},
                                                {"reply", "abcd", " \n"},
+                                               {"answer", "abcd", "deny", "--message", "\xff"},
                                                {"mode", "On"}}) {
         const CtlRun run = runCtl(home.path(), words);
         EXPECT_EQ(run.exitCode, 2) << testing::PrintToString(words);
@@ -122,6 +123,21 @@ TEST(Commands, AnswerTheQuestionThatIsMeant) {
     }
 }
 
+TEST(Commands, ListWhatWaitsWithoutHidingAnything) {
+    const RunningDaemon daemon({{"mode", "on"}}, RunningDaemon::Port::inTheSettings);
+    const auto agent = daemon.runHook(
+        "claude", R"({"hook_event_name":"PermissionRequest","tool_input":{"command":"\u009b)" +
+                      std::string(300, 'x') + R"(","unsafe":true,"description":"d"}})");
+    ASSERT_EQ(daemon.pending(1).size(), 1U);
+    EXPECT_THAT(runCtl(daemon.home().path(), {"pending"}).output,
+                testing::EndsWith("\n    \\u{009B}" + std::string(299, 'x') +
+                                  "…（還有 1 個位元組）（另有 unsafe）\n"));
+    EXPECT_THAT(runCtl(daemon.home().path(), {"pending", "--json"}).output,
+                HasSubstr("\"\\u009bxxx"));
+    daemon.answer(daemon.pending(1).front(), {{"action", "deny"}});
+    EXPECT_EQ(agent->exitCode(), 0);
+}
+
 TEST(Commands, TellAndSwitchHowTamsellStands) {
     RunningDaemon daemon({{"mode", "off"}, {"token", "a+b/c"}}, RunningDaemon::Port::inTheSettings);
     const auto ctl = [&](std::vector<std::string> words) {
@@ -154,6 +170,14 @@ TEST(Commands, WalkTheRoadOfAnEvent) {
     EXPECT_EQ(asked.exitCode, 0) << asked.output << asked.errors;
     EXPECT_THAT(asked.output, HasSubstr("✓ 回答：agent 收到 deny"));
     EXPECT_EQ(*(*daemon.state()["presence"])["mode"], JSONValue("auto"));
+
+    // An entry of a copy that is gone stands before the current one.
+    const std::string settings = contentOf(home / "claude/settings.json");
+    std::string stale = settings;
+    stale.insert(stale.find("\"Notification\": [") + 17,
+                 R"({"hooks": [{"command": "/gone/tamsell-hook", "type": "command"}]},)");
+    atomicfile::write(home / "claude/settings.json", stale);
+    EXPECT_EQ(runCtl(home, {"test"}).exitCode, 0);
 
     atomicfile::write(home / "tamsell-hook", "#!/bin/sh\necho oops >&2\nexit 3\n", 0755);
     EXPECT_THAT(runCtl(home, {"test"}).errors,

@@ -114,6 +114,12 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
              replaceIn(home / "claude/settings.json", R"("Stop": [)", R"("Halt": [)");
          },
          "✗ Claude Code：hooks 5/7，少了 PermissionRequest、Stop → tamsellctl hooks install"},
+        {[](const auto& home) {
+             replaceIn(home / "claude/settings.json", R"("Stop": [)",
+                       R"("Stop": [{"hooks": [{"command": "/old/tamsell-hook"}]},)");
+         },
+         "✗ Claude Code：還有別的 Tamsell hook：/old/tamsell-hook → 先執行 tamsellctl hooks "
+         "remove，再執行 tamsellctl hooks install"},
         {claude("{,}"), "✗ Claude Code：~/claude/settings.json 不是有效的 JSON，或巢狀太深 → "
                         "修正該檔後執行 tamsellctl hooks install"},
         {[](const auto& home) { atomicfile::write(home / "codex/hooks.json", "[]"); },
@@ -151,7 +157,27 @@ TEST(Doctor, FindsNothingWrongWhereAllIsWell) {
                             std::to_string(daemon.process().id()) + "，" + address +
                             "）\n✓ hook 程式：~/tamsell-hook\n"
                             "✓ Claude Code：hooks 7/7（~/claude/settings.json）\n"
-                            "✓ Codex：hooks 6/6（~/codex/hooks.json）\n"));
+                            "✓ Codex：hooks 6/6（~/codex/hooks.json）\n– 中繼："));
+
+    // It goes on where it was when its settings change.
+    const std::string settings = contentOf(home / "config.json");
+    replaceIn(home / "config.json", std::to_string(daemon.port()), "9");
+    EXPECT_THAT(runCtl(home, {"doctor"}).output,
+                HasSubstr("✗ Tamsell：還在 " + address +
+                          " 執行，設定檔已經改成 127.0.0.1:9 → 重新啟動 Tamsell\n"));
+    atomicfile::write(home / "config.json", settings);
+    // Its notes are believed only when they are its own.
+    for (const bool isOwn : {true, false}) {
+        const pid_t process = isOwn ? daemon.process().id() : 1;
+        atomicfile::write(home / "logs/status.json",
+                          R"({"idleSource": "test", "pid": )" + std::to_string(process) + "}");
+        const std::string said = runCtl(home, {"doctor"}).output;
+        EXPECT_EQ(said.find("✓ 閒置時間：0 秒，來源 test\n") != said.npos, isOwn);
+    }
+    // A pipe in the place of its notes does not stop the looking.
+    fs::remove(home / "logs/status.json");
+    ASSERT_EQ(::mkfifo((home / "logs/status.json").c_str(), 0600), 0);
+    EXPECT_EQ(runCtl(home, {"doctor"}).exitCode, 0);
 
     // Somebody else's settings for the same port: the daemon there is not theirs.
     const TemporaryDirectory other;

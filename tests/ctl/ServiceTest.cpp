@@ -71,9 +71,12 @@ TEST(Service, TakesAnyPathForTheProgram) {
     locations.dataDirectory = "/a %\"b\\";
     const UserService service(fakeEnvironment({{"TAMSELL_HOME", ""}}), locations);
     EXPECT_EQ(service.file(), "/h/.config/systemd/user/tamsell.service");
-    const std::string text = service.definition("/p $x%\"\\/tamsell");
-    EXPECT_THAT(text, testing::HasSubstr(R"(ExecStart="/p $$x%%\"\\/tamsell" --headless)"));
+    const std::string text = service.definition("/p $x%/tamsell");
+    EXPECT_THAT(text, testing::HasSubstr(R"(ExecStart="/p $x%%/tamsell" --headless)"));
     EXPECT_THAT(text, testing::HasSubstr(R"(Environment="TAMSELL_HOME=/a %%\"b\\")"));
+    // systemd has no way to write these.
+    for (const char* path : {"/p\"/tamsell", "/p'/tamsell", "/p\\/tamsell", "/p\n/tamsell"})
+        EXPECT_THROW(service.install(path), DaemonError) << path;
 }
 
 TEST(Service, EachStateHasItsLine) {

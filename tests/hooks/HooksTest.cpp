@@ -1,11 +1,13 @@
 #include "hooks/Hooks.h"
 
 #include <fstream>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "core/DaemonError.h"
 #include "platform/ChildProcess.h"
 #include "support/FakeEnvironment.h"
 #include "support/FileSizeLimit.h"
@@ -165,6 +167,10 @@ TEST_F(HooksTest, LinksAndModesStay) {
     fs::create_directories(m_home / "dotfiles/codex");
     fs::create_symlink("../dotfiles/claude.json", m_at.claudeSettings);
     fs::create_symlink("dotfiles/codex", m_at.codexHome);
+    fs::create_symlink("../not/there/yet.json", m_home / "dotfiles/codex/hooks.json");
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(real.c_str(), 12345, 23456), 0);
+    }
     // What somebody put in the place of the backup is not written through.
     const fs::path victim = m_home.put("victim", "untouched");
     fs::create_symlink(victim, Hooks::backupOf(m_at.claudeSettings));
@@ -175,7 +181,30 @@ TEST_F(HooksTest, LinksAndModesStay) {
     EXPECT_EQ(modeOf(real), 0640U);
     EXPECT_EQ(claudeBackup(), "{\"a\": 1}");
     EXPECT_EQ(modeOf(Hooks::backupOf(m_at.claudeSettings)), 0640U);
+    EXPECT_EQ(statusOf(Hooks::backupOf(m_at.claudeSettings)).st_uid, statusOf(real).st_uid);
+    EXPECT_TRUE(fs::exists(m_home / "dotfiles/not/there/yet.json"));
     EXPECT_EQ(contentOf(victim), "untouched");
+}
+
+TEST_F(HooksTest, WhatTheAgentWritesMeanwhileStays) {
+    m_home.put("claude/settings.json", "{\"first\": 1}");
+    const fs::path fresh = m_home.put("claude/fresh", "{\"second\": 2}");
+    // As soon as the backup tells that the file was read.
+    std::thread agent([&] {
+        while (!fs::exists(Hooks::backupOf(m_at.claudeSettings)))
+            std::this_thread::yield();
+        fs::rename(fresh, m_at.claudeSettings);
+    });
+    m_hooks.install();
+    agent.join();
+    EXPECT_THAT(claude(), HasSubstr("\"second\": 2"));
+}
+
+TEST_F(HooksTest, APathThatNoSettingsFileCanNameIsRefused) {
+    m_at.dataDirectory = m_home / "data\xff";
+    m_at.hookExecutable = m_at.dataDirectory / "tamsell-hook";
+    EXPECT_THROW(Hooks(m_at, TAMSELL_BIN "/tamsell-hook").install(), DaemonError);
+    EXPECT_FALSE(fs::exists(m_at.claudeSettings));
 }
 
 TEST_F(HooksTest, AFailedWriteHarmsNeitherFileNorBackup) {
