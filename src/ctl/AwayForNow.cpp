@@ -10,7 +10,7 @@ namespace ctl {
 
 namespace {
 
-constexpr std::array handled{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array handled{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 volatile std::sig_atomic_t interrupted = 0;
 
