@@ -117,15 +117,14 @@ fs::path targetOf(const fs::path& path) {
 }
 
 void write(const fs::path& path, std::string_view bytes, std::optional<mode_t> mode) {
+    (void)writeIf(path, bytes, nullptr, mode);
+}
+
+bool writeIf(const fs::path& path, std::string_view bytes, const std::function<bool()>& condition,
+             std::optional<mode_t> mode) {
     const fs::path target = targetOf(path);
     Attributes attributes = replaced(target, path).value_or(Attributes());
     attributes.mode = mode.value_or(attributes.mode);
-    (void)replace(path, target, bytes, attributes, nullptr);
-}
-
-bool writeIf(const fs::path& path, std::string_view bytes, const std::function<bool()>& condition) {
-    const fs::path target = targetOf(path);
-    const Attributes attributes = replaced(target, path).value_or(Attributes());
     return replace(path, target, bytes, attributes, condition);
 }
 

@@ -20,18 +20,20 @@ namespace atomicfile {
 void write(const std::filesystem::path& path, std::string_view bytes,
            std::optional<mode_t> mode = std::nullopt);
 
-/// Where the bytes go: what the links name, whether it exists or not; the path itself if it is
-/// none.
-/// @throws std::system_error when the links go round in circles
-[[nodiscard]] std::filesystem::path targetOf(const std::filesystem::path& path);
-
-/// The same, if the condition still holds when everything but the rename is done.
+/// The same, if the condition still holds when everything but the rename is done. An empty one
+/// does.
 /// @return whether it did; if not the file is as it was
 [[nodiscard]] bool writeIf(const std::filesystem::path& path, std::string_view bytes,
-                           const std::function<bool()>& condition);
+                           const std::function<bool()>& condition,
+                           std::optional<mode_t> mode = std::nullopt);
 
 /// The same for a file that takes mode and owner of another one, which exists.
 void writeLike(const std::filesystem::path& model, const std::filesystem::path& path,
                std::string_view bytes);
+
+/// Where the bytes go: what the links name, whether it exists or not; the path itself if it is
+/// none.
+/// @throws std::system_error when the links go round in circles
+[[nodiscard]] std::filesystem::path targetOf(const std::filesystem::path& path);
 
 } // namespace atomicfile

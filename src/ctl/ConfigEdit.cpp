@@ -26,10 +26,9 @@ bool replace(const Locations& locations, const std::function<void(JSONObject&)>&
     if (file.state == ConfigFile::State::unreadable)
         throw std::system_error(file.error, locations.configFile.string());
     change(file.members);
-    if (ConfigFile::stamp(locations.configFile) != before)
-        return false;
-    atomicfile::write(locations.configFile, json::pretty(file.members) + "\n", 0600);
-    return true;
+    return atomicfile::writeIf(
+        locations.configFile, json::pretty(file.members) + "\n",
+        [&] { return ConfigFile::stamp(locations.configFile) == before; }, 0600);
 }
 
 enum class Adoption { adopted, pending, notRunning };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <sys/types.h>
 
 #include "core/Config.h"
 #include "core/Locations.h"

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "core/JSONMember.h"
 #include "hooks/Hooks.h"

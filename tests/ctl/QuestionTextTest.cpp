@@ -1,7 +1,5 @@
 #include "ctl/QuestionText.h"
 
-#include <filesystem>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

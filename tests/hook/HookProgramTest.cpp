@@ -25,9 +25,10 @@ TEST_F(HookProgram, HandsOverTheEventAndTheReplyByteForByte) {
 }
 
 TEST_F(HookProgram, SaysNothingWithoutACompleteSuccess) {
-    for (const std::string reply : {"", "HTTP/1.1 200 OK\r\ncontent-length: 0\r\n\r\n",
-                                    "HTTP/1.1 200 OK\r\ncontent-length: 4\r\n\r\nsai",
-                                    "HTTP/1.1 403 Forbidden\r\ncontent-length: 4\r\n\r\nsaid"}) {
+    for (const std::string reply :
+         {"", "HTTP/1.1 200 OK\r\ncontent-length: 0\r\n\r\n",
+          "HTTP/1.1 200 OK\r\ncontent-length: 4\r\n\r\nsai", "HTTP/1.1 200 OK\r\n\r\nsaid",
+          "HTTP/1.1 403 Forbidden\r\ncontent-length: 4\r\n\r\nsaid"}) {
         HookRun run(home, quickEvent);
         EXPECT_TRUE(daemon.answer(reply).ends_with(quickEvent));
         EXPECT_EQ(run.output(), "") << reply;

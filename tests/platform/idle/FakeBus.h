@@ -16,7 +16,7 @@ class PrivateBus : public ServerProcess {
   public:
     explicit PrivateBus(const std::string& address)
         : ServerProcess("dbus-daemon --session --nofork --nopidfile --print-address=1 --address=" +
-                       address) {
+                        address) {
         line(); // Now it listens.
     }
 };
