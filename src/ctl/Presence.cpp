@@ -38,7 +38,7 @@ std::string durationText(double seconds) {
 }
 
 std::string textOf(const Presence& presence) {
-    const std::string decision =
+    std::string decision =
         presence.isAway
             ? localized("%@，目前視為離開：問題會等你回答", {label(presence.mode)})
             : localized("%@，目前視為在電腦前：agent 照常在電腦上詢問", {label(presence.mode)});

@@ -6,7 +6,6 @@
 #include "support/TemporaryDirectory.h"
 
 using ctl::TextLine;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Kind = TextLine::Kind;
