@@ -81,15 +81,17 @@ bool replace(const fs::path& path, const fs::path& target, std::string_view byte
         fail(path);
     TemporaryName temporary(pattern);
 
-    if (attributes.owner != ::geteuid() || attributes.group != ::getegid()) {
+    mode_t mode = attributes.mode;
+    if ((attributes.owner != ::geteuid() || attributes.group != ::getegid()) &&
+        ::fchown(descriptor.number(), attributes.owner, attributes.group) != 0) {
         // Only the superuser may give files away; anyone else keeps at least the group if it can.
-        if (::fchown(descriptor.number(), attributes.owner, attributes.group) != 0 &&
-            ::fchown(descriptor.number(), static_cast<uid_t>(-1), attributes.group) != 0)
-            errno = 0;
+        // Rights of another owner or group are not for this one.
+        mode &= 01777;
+        if (::fchown(descriptor.number(), static_cast<uid_t>(-1), attributes.group) != 0)
+            mode &= 01707;
     }
-    if (::fchmod(descriptor.number(), attributes.mode) != 0 ||
-        !file::writeAll(descriptor.number(), bytes) || ::fsync(descriptor.number()) != 0 ||
-        !descriptor.close())
+    if (::fchmod(descriptor.number(), mode) != 0 || !file::writeAll(descriptor.number(), bytes) ||
+        ::fsync(descriptor.number()) != 0 || !descriptor.close())
         fail(path);
     if (condition && !condition())
         return false;

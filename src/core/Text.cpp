@@ -52,9 +52,11 @@ bool isWhiteSpace(utf8proc_int32_t codePoint) {
 // What shows nothing, or a blank that is not one, or changes what stands around it: control
 // characters, separators of lines and paragraphs, format characters (among them all bidirectional
 // controls and tags), what fonts are to ignore (Default_Ignorable_Code_Point: variation selectors,
-// fillers), blanks but the space, the empty braille pattern, and what is no character yet.
+// fillers), blanks but the space, empty glyphs, and what is no character yet.
 bool isInvisible(utf8proc_int32_t codePoint) {
-    constexpr utf8proc_int32_t emptyBraille = 0x2800;
+    // An empty braille pattern, Egyptian blanks, a note without a head, the Khitan filler.
+    constexpr std::array<utf8proc_int32_t, 5> emptyGlyphs{0x2800, 0x13441, 0x13442, 0x1D159,
+                                                          0x16FE4};
     const utf8proc_property_t* properties = utf8proc_get_property(codePoint);
     switch (properties->category) {
     case UTF8PROC_CATEGORY_CC:
@@ -66,7 +68,8 @@ bool isInvisible(utf8proc_int32_t codePoint) {
     case UTF8PROC_CATEGORY_ZS:
         return codePoint != ' ';
     default:
-        return properties->ignorable || codePoint == emptyBraille;
+        return properties->ignorable ||
+               std::ranges::find(emptyGlyphs, codePoint) != emptyGlyphs.end();
     }
 }
 
@@ -74,6 +77,11 @@ bool isInvisible(utf8proc_int32_t codePoint) {
 bool isEmojiStyle(utf8proc_int32_t codePoint, utf8proc_int32_t previous) {
     return codePoint == 0xFE0F && previous >= 0 &&
            utf8proc_get_property(previous)->boundclass == UTF8PROC_BOUNDCLASS_EXTENDED_PICTOGRAPHIC;
+}
+
+// What is no character is shown as one.
+std::size_t cellsOf(utf8proc_int32_t codePoint) {
+    return codePoint < 0 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(codePoint));
 }
 
 // How many bytes at `at` are an invalid sequence that counts as one: a well-formed beginning that
@@ -110,14 +118,30 @@ std::size_t invalidLength(std::string_view bytes, std::size_t at) {
 
 } // namespace
 
+std::string_view fitting(std::string_view utf8, std::size_t cells) {
+    std::size_t taken = 0;
+    std::size_t at = 0;
+    while (at < utf8.size()) {
+        const Decoded decoded = decodeAt(utf8, at);
+        taken += cellsOf(decoded.codePoint);
+        if (taken > cells && at > 0)
+            break;
+        at += decoded.length;
+    }
+    return utf8.substr(0, at);
+}
+
+std::string inOneRow(std::string_view utf8, std::size_t cells) {
+    if (cells == 0 || columns(utf8) <= cells)
+        return std::string(utf8);
+    return std::string(fitting(utf8, cells - 1)) + "…";
+}
+
 std::size_t columns(std::string_view utf8) {
     std::size_t cells = 0;
     for (std::size_t at = 0; at < utf8.size();) {
         const Decoded decoded = decodeAt(utf8, at);
-        // What is no character is shown as one.
-        cells += decoded.codePoint < 0
-                     ? 1
-                     : static_cast<std::size_t>(utf8proc_charwidth(decoded.codePoint));
+        cells += cellsOf(decoded.codePoint);
         at += decoded.length;
     }
     return cells;

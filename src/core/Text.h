@@ -37,6 +37,12 @@ namespace text {
 /// A JSON text whose strings hold no such character but as an escape; the value stays the same.
 [[nodiscard]] std::string asciiWhereInvisible(std::string_view json);
 
+/// The beginning that fits into so many cells: whole characters, at least one.
+[[nodiscard]] std::string_view fitting(std::string_view utf8, std::size_t cells);
+
+/// The text, or as much of it as fits into so many cells with "…" behind it. 0 cells are endless.
+[[nodiscard]] std::string inOneRow(std::string_view utf8, std::size_t cells);
+
 [[nodiscard]] bool isASCII(std::string_view bytes);
 
 } // namespace text

@@ -21,8 +21,11 @@ AwayForNow::AwayForNow(const DaemonClient& daemon) : m_daemon(daemon) {
     struct sigaction action {};
     action.sa_handler = [](int) { interrupted = 1; };
     interrupted = 0;
-    for (const int signal : handled)
-        ::sigaction(signal, &action, &m_actions.emplace_back());
+    for (const int signal : handled) {
+        ::sigaction(signal, nullptr, &m_actions.emplace_back());
+        if (m_actions.back().sa_handler != SIG_IGN)
+            ::sigaction(signal, &action, nullptr);
+    }
     if (!presence || presence->isAway)
         return;
     daemon.post("/mode", {{"mode", rawValue(AwayMode::on)}});

@@ -64,7 +64,13 @@ DaemonReport askDaemon(const Context& context) {
     } catch (const Unreachable& error) {
         report.obstacle = error.reason();
         report.trouble = error.message();
-        report.elsewhere = otherAddress(context);
+        using Reason = Unreachable::Reason;
+        const bool isNotThere = error.reason() == Reason::notRunning ||
+                                error.reason() == Reason::anotherProgram ||
+                                error.reason() == Reason::anotherUser;
+        const auto other = isNotThere ? otherAddress(context) : std::nullopt;
+        if (other != report.address)
+            report.elsewhere = other;
     } catch (const DaemonError& error) {
         report.obstacle = Unreachable::Reason::anotherProgram;
         report.trouble = error.message();

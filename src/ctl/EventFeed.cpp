@@ -58,15 +58,15 @@ void EventFeed::add(std::string line) {
     }
 }
 
-std::string EventFeed::take() {
-    std::string text;
+std::string EventFeed::take(std::size_t width) {
+    std::string all;
     if (m_leftOut > 0)
-        text = localized("（略過 %lld 行）", {static_cast<double>(m_leftOut)}) + "\n";
+        all = localized("（略過 %lld 行）", {static_cast<double>(m_leftOut)}) + "\n";
     for (const std::string& line : m_lines)
-        text += line + "\n";
+        all += text::inOneRow(line, width) + "\n";
     m_lines.clear();
     m_leftOut = 0;
-    return text;
+    return all;
 }
 
 void EventFeed::noteEvents(const JSONValue& snapshot) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <string>
 
@@ -16,8 +17,10 @@ class EventFeed {
     void receive(const JSONValue& snapshot);
     void add(std::string line);
 
-    /// All lines with their line feeds. Of very many the oldest are left out, which is said.
-    [[nodiscard]] std::string take();
+    /// All lines with their line feeds, each cut to one row. Of very many the oldest are left out,
+    /// which is said.
+    /// @param width columns; 0 where there are none
+    [[nodiscard]] std::string take(std::size_t width);
 
   private:
     void noteEvents(const JSONValue& snapshot);

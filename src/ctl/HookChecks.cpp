@@ -43,6 +43,9 @@ std::optional<std::string> otherCommand(const JSONObject& file, const std::strin
 
 Finding checkAgent(const std::string& agent, const fs::path& path, const std::string& command,
                    std::span<const Hooks::Event> events) {
+    if (isUnreadable(path))
+        return {Level::problem, agent, localized("讀不到 %@", {shown(path)}),
+                localized("讓自己可以讀這個檔，再執行 %@", {std::string(install)})};
     try {
         const JSONObject file = Hooks::readAgentFile(path);
         const int count = Hooks::countInstalled(file, command, events);

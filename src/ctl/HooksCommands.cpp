@@ -4,6 +4,7 @@
 #include "ctl/Commands.h"
 #include "ctl/HooksReport.h"
 #include "ctl/Output.h"
+#include "ctl/Shown.h"
 
 namespace ctl {
 
@@ -29,6 +30,10 @@ int hooksInstall(const Context& context, const Arguments& /*arguments*/) {
 
 int hooksRemove(const Context& context, const Arguments& /*arguments*/) {
     context.hooks.removeEntries();
+    for (const auto& file : {context.locations.claudeSettings, context.locations.codexHooks}) {
+        if (isUnreadable(file))
+            throw DaemonError(localized("讀不到 %@，所以沒有檢查", {shown(file)}));
+    }
     output::write(localized("已移除：%@", {hooksText(context.hooks.status())}) + "\n");
     return 0;
 }

@@ -1,5 +1,10 @@
 #include "ctl/HooksReport.h"
 
+#include <cerrno>
+#include <optional>
+
+#include <unistd.h>
+
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Output.h"
@@ -7,11 +12,17 @@
 namespace ctl {
 
 JSONValue hooksJSON(const Hooks::Status& status) {
+    // The name of a file may be any bytes.
+    const auto error = status.error ? std::optional(text::repaired(*status.error)) : std::nullopt;
     return JSONObject{{"claude", status.claude},
                       {"codex", status.codex ? JSONValue(*status.codex) : JSONValue()},
                       {"scriptCurrent", status.scriptCurrent},
                       {"legacy", status.legacy},
-                      {"error", output::orNull(status.error)}};
+                      {"error", output::orNull(error)}};
+}
+
+bool isUnreadable(const std::filesystem::path& path) {
+    return ::access(path.c_str(), R_OK) != 0 && errno != ENOENT && errno != ENOTDIR;
 }
 
 std::string shareText(int count, std::size_t all) {

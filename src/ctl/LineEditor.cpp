@@ -27,13 +27,15 @@ std::size_t lengthOf(char first) {
 std::string LineEditor::type(std::string_view bytes) {
     std::string shown;
     for (const char c : bytes) {
-        if (m_escape == Escape::begun) {
-            m_escape = c == '[' || c == 'O' ? Escape::control : Escape::none;
-        } else if (m_escape == Escape::control) {
-            if (c >= 0x40 && c <= 0x7e)
-                m_escape = Escape::none;
-        } else {
+        // Only these go on a sequence. Any other key was pressed by itself.
+        const bool continues = m_escape != Escape::none && c >= 0x20 && c <= 0x7e;
+        if (!continues) {
+            m_escape = Escape::none;
             put(c, shown);
+        } else if (m_escape == Escape::begun) {
+            m_escape = c == '[' || c == 'O' ? Escape::control : Escape::none;
+        } else if (c >= 0x40 && c != '[') { // The Linux console has a second bracket.
+            m_escape = Escape::none;
         }
     }
     return shown;

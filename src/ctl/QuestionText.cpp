@@ -50,6 +50,7 @@ class LineCollector {
 
     void add(Kind kind, std::string_view prefix, std::string_view line) {
         std::string shown(prefix);
+        std::size_t column = 0;
         for (;;) {
             const std::size_t tab = std::min(line.find('\t'), line.size());
             const std::string part = text::visible(line.substr(0, tab));
@@ -57,8 +58,9 @@ class LineCollector {
             shown += part;
             if (tab == line.size())
                 break;
-            const std::size_t column = text::columns(shown) - text::columns(prefix);
+            column += text::columns(part);
             shown += "→" + std::string(tabWidth - 1 - column % tabWidth, ' ');
+            column += tabWidth - column % tabWidth;
             line.remove_prefix(tab + 1);
         }
         m_lines.push_back({kind, std::move(shown)});
@@ -94,7 +96,7 @@ class LineCollector {
 
     std::vector<TextLine> finish() && {
         if (m_hasHidden)
-            note(localized("⚠ 裡面有看不見的字元，已經標成 \\u{…}"));
+            m_lines.push_back({Kind::warning, localized("⚠ 裡面有看不見的字元，已經標成 \\u{…}")});
         return std::move(m_lines);
     }
 

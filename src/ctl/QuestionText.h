@@ -14,7 +14,8 @@ struct TextLine {
         plain,
         added,   ///< of an edit, beginning with "+"
         removed, ///< of an edit, beginning with "-"
-        note     ///< said by this program about what stands beside it
+        note,    ///< said by this program about what stands beside it
+        warning  ///< the same about all of it; must not be missed
     };
 
     Kind kind = Kind::plain;

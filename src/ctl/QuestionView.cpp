@@ -37,60 +37,78 @@ std::string_view beginningOf(std::string_view utf8, std::size_t bytes) {
     return utf8.substr(0, bytes);
 }
 
-// Collects the lines, and counts the rows that they take.
+// The rows of a question. Every row of the agent's has the bar, also where a long line goes on: the
+// terminal's own break would let the rest stand where this program speaks.
 class Drawing {
   public:
-    explicit Drawing(const Style& style) : m_style(style) {}
+    Drawing(const Style& style, Extent extent) : m_style(style), m_extent(extent) {}
 
-    [[nodiscard]] const Style& style() const { return m_style; }
     [[nodiscard]] std::size_t rows() const { return m_rows; }
     [[nodiscard]] std::string text() && { return std::move(m_text); }
 
-    void add(std::string_view plain, const std::string& shown) {
-        const std::size_t cells = std::max<std::size_t>(text::columns(plain), 1);
-        m_rows += (cells - 1) / m_style.width + 1;
-        m_text.append(shown).append("\n");
+    // Said by this program, with what is the agent's in it cut to one row.
+    void say(const std::string& text) { row(text::inOneRow(text, m_style.width)); }
+    void emphasize(const std::string& text) {
+        row(m_style.bold(text::inOneRow(text, m_style.width)));
     }
-    void add(std::string_view plain) { add(plain, std::string(plain)); }
-    void note(std::string_view text) { add(text, m_style.bold(text)); }
-    void ofAgent(const TextLine& line, std::string_view shown) {
-        using Kind = TextLine::Kind;
-        add("│ " + std::string(shown),
-            m_style.faint("│ ") + (line.kind == Kind::added     ? m_style.green(shown)
-                                   : line.kind == Kind::removed ? m_style.red(shown)
-                                                                : std::string(shown)));
+    void addFaint(const std::string& text) {
+        row(m_style.faint(text::inOneRow(text, m_style.width)));
     }
 
-  private:
-    const Style& m_style;
-    std::string m_text;
-    std::size_t m_rows = 0;
-};
-
-void addText(Drawing& drawing, const Question& question, Extent extent) {
-    std::size_t count = 0;
-    std::size_t bytes = 0;
-    std::size_t hidden = 0;
-    for (const TextLine& line : linesOf(question)) {
-        if (line.kind == TextLine::Kind::note) {
-            drawing.note(line.text);
-            continue;
+    void add(const TextLine& line) {
+        if (line.kind == TextLine::Kind::warning) {
+            emphasize(line.text);
+            return;
         }
         std::string_view shown = line.text;
-        if (extent == Extent::beginning)
-            shown = beginningOf(shown, count < firstLines ? firstBytes - bytes : 0);
-        hidden += charactersIn(std::string_view(line.text).substr(shown.size()));
-        bytes += shown.size();
-        if (count++ < firstLines || extent == Extent::whole)
-            drawing.ofAgent(line, shown);
+        if (m_extent == Extent::beginning)
+            shown = beginningOf(shown, m_lines < firstLines ? firstBytes - m_bytes : 0);
+        m_hidden += charactersIn(std::string_view(line.text).substr(shown.size()));
+        m_bytes += shown.size();
+        if (m_lines++ >= firstLines && m_extent == Extent::beginning)
+            return;
+        if (line.kind == TextLine::Kind::note)
+            emphasize(std::string(shown));
+        else
+            addRowsOf(shown, line.kind);
     }
-    if (hidden == 0)
-        return;
-    const auto number = static_cast<double>(hidden);
-    drawing.note(drawing.style().answers
-                     ? localized("⚠ 後面還有 %lld 個字元沒有顯示，按 v 看全部", {number})
-                     : localized("⚠ 後面還有 %lld 個字元沒有顯示", {number}));
-}
+
+    // How many characters of the added lines were left out.
+    [[nodiscard]] std::size_t hidden() const { return m_hidden; }
+
+  private:
+    void addRowsOf(std::string_view line, TextLine::Kind kind) {
+        // The bar and its blank; the bar is two cells wide at some terminals.
+        constexpr std::size_t barWidth = 4;
+        const std::size_t room = m_style.width > 2 * barWidth ? m_style.width - barWidth : 0;
+        do {
+            const std::string_view piece = room == 0 ? line : text::fitting(line, room);
+            row(m_style.faint("│ ") + coloured(piece, kind));
+            line.remove_prefix(piece.size());
+        } while (!line.empty());
+    }
+
+    [[nodiscard]] std::string coloured(std::string_view text, TextLine::Kind kind) const {
+        if (kind == TextLine::Kind::added)
+            return m_style.green(text);
+        if (kind == TextLine::Kind::removed)
+            return m_style.red(text);
+        return std::string(text);
+    }
+
+    void row(const std::string& text) {
+        m_text.append(text).append("\n");
+        ++m_rows;
+    }
+
+    const Style& m_style;
+    Extent m_extent;
+    std::string m_text;
+    std::size_t m_rows = 0;
+    std::size_t m_lines = 0;
+    std::size_t m_bytes = 0;
+    std::size_t m_hidden = 0;
+};
 
 std::string keysFor(const Question& question) {
     if (question.isStop)
@@ -119,36 +137,43 @@ std::string Style::green(std::string_view text) const {
 }
 
 std::string drawn(const Question& question, Extent extent, const Style& style, std::size_t others) {
-    Drawing drawing(style);
+    Drawing drawing(style, extent);
     std::string rule;
-    for (std::size_t i = 0; i < std::min(style.width, widestRule); ++i)
+    for (std::size_t i = 0; i < (style.width == 0 ? widestRule : std::min(style.width, widestRule));
+         ++i)
         rule += "─";
-    drawing.add(rule, style.faint(rule));
+    drawing.addFaint(rule);
     const std::string id = text::visible(question.shortId());
-    const std::string title = titleOf(question);
-    const std::string rest = "  " + text::visible(question.client) + "  " + remaining(question);
-    drawing.add("[" + id + "] " + title + rest, "[" + id + "] " + style.bold(title) + rest);
+    drawing.emphasize("[" + id + "] " + remaining(question) + "  " + titleOf(question) + "  " +
+                      text::visible(question.client));
     const std::string* directory = json::textOf(question.item, "cwd");
     if (directory && !directory->empty())
-        drawing.add(text::visible(*directory), style.faint(text::visible(*directory)));
-    addText(drawing, question, extent);
+        drawing.addFaint(text::visible(*directory));
+    for (const TextLine& line : linesOf(question))
+        drawing.add(line);
     if (const auto remembered = rememberedBy(question); !remembered.empty()) {
-        drawing.add(localized("總是允許會記住："));
+        drawing.add({TextLine::Kind::note, localized("總是允許會記住：")});
         for (const std::string& line : remembered)
-            drawing.add("  " + line);
+            drawing.add({TextLine::Kind::plain, line});
+    }
+    if (drawing.hidden() > 0) {
+        const auto number = static_cast<double>(drawing.hidden());
+        drawing.emphasize(style.answers
+                              ? localized("⚠ 還有 %lld 個字元沒有顯示，按 v 看全部", {number})
+                              : localized("⚠ 還有 %lld 個字元沒有顯示", {number}));
     }
     if (!style.answers) {
-        drawing.add(question.isStop
+        drawing.say(question.isStop
                         ? localized("給指示：tamsellctl reply %@ TEXT", {id})
                         : localized("回答：tamsellctl answer %@ allow|always|deny", {id}));
         return std::move(drawing).text();
     }
     if (drawing.rows() + rowsBelow > style.height)
-        drawing.note(localized("⚠ 這一題有 %lld 行，比畫面高，請往上捲看完",
-                               {static_cast<double>(drawing.rows())}));
+        drawing.emphasize(localized("⚠ 這一題有 %lld 行，比畫面高，請往上捲看完",
+                                    {static_cast<double>(drawing.rows())}));
     if (others > 0)
-        drawing.add(localized("（後面還有 %lld 題）", {static_cast<double>(others)}));
-    drawing.note(keysFor(question));
+        drawing.say(localized("（後面還有 %lld 題）", {static_cast<double>(others)}));
+    drawing.emphasize(keysFor(question));
     return std::move(drawing).text();
 }
 

@@ -12,8 +12,8 @@ namespace ctl {
 struct Style {
     bool answers = true; ///< whether there is somebody to press keys; else this only follows
     bool colours = false;
-    std::size_t width = 80;  ///< columns
-    std::size_t height = 24; ///< rows
+    std::size_t width = 80;  ///< columns; 0 where there are none
+    std::size_t height = 24; ///< rows; the same
 
     [[nodiscard]] std::string bold(std::string_view text) const;
     [[nodiscard]] std::string faint(std::string_view text) const;

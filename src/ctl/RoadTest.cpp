@@ -146,6 +146,11 @@ void walk(const DaemonClient& daemon, const std::string& hook) {
     report(reply, localized("空的，agent 照常進行"));
 }
 
+void stopIfInterrupted() {
+    if (AwayForNow::wasInterrupted())
+        throw DaemonError(localized("中斷了"));
+}
+
 // Waits for the question to be held.
 Question heldQuestion(const DaemonClient& daemon, std::string_view mark, ChildProcess& process) {
     const std::string hop = localized("等待");
@@ -160,6 +165,7 @@ Question heldQuestion(const DaemonClient& daemon, std::string_view mark, ChildPr
             failAt(hop, localized("問題沒有被保留：hook 馬上結束了"));
         }
     } while (Clock::now() < deadline && !AwayForNow::wasInterrupted());
+    stopIfInterrupted();
     failAt(hop, localized("問題沒有送到 Tamsell"));
 }
 
@@ -172,8 +178,7 @@ std::optional<Action> typedAnswer(ChildProcess& process, const Question& questio
             const auto left = std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(
                 question.expiresAt - wallclock::milliseconds(), 0.0, longestWait.count())));
             const bool hasEnded = process.wait(Clock::now() + left + hookPatience, STDIN_FILENO);
-            if (AwayForNow::wasInterrupted())
-                throw DaemonError(localized("中斷了"));
+            stopIfInterrupted();
             pollfd ready{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
             if (hasEnded || ::poll(&ready, 1, 0) <= 0)
                 return std::nullopt;
@@ -221,8 +226,10 @@ void ask(const DaemonClient& daemon, const std::string& hook) {
     }
     const auto answered = Clock::now();
     daemon.post("/answer", answerTo(question, *action));
-    if (!process.wait(answered + hookPatience))
+    if (!process.wait(answered + hookPatience)) {
+        stopIfInterrupted();
         failAt(hop, localized("hook 沒有收到回答"));
+    }
     checkEnd(hop, process);
     const JSONValue reply = JSONValue::parse(process.output()).value_or(JSONValue());
     const std::string expected = *action == Action::allow ? "allow" : "deny";

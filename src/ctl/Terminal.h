@@ -1,13 +1,16 @@
 #pragma once
 
+#include <csignal>
 #include <cstddef>
-
-#include <termios.h>
+#include <vector>
 
 namespace ctl {
 
 /// The terminal on standard input (POSIX, General Terminal Interface), which delivers each key at
-/// once and does not show it while this lives. Ctrl-C and the like stay signals.
+/// once and does not show it while this lives. One object at a time.
+///
+/// Ctrl-C and the like stay signals. Those that end the program do so at once, wherever it is, and
+/// the terminal is given back first.
 class Terminal {
   public:
     /// @throws std::system_error when standard input is no terminal
@@ -32,7 +35,7 @@ class Terminal {
     [[nodiscard]] static Size size();
 
   private:
-    termios m_found{};
+    std::vector<struct sigaction> m_actions; // what the ending signals did before
 };
 
 } // namespace ctl

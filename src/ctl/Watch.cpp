@@ -32,29 +32,32 @@ constexpr std::chrono::seconds longestSilence{50};
 // How long the rest of a snapshot whose beginning has come may take.
 constexpr std::chrono::milliseconds pieceTime{20};
 
-// The last signal that came. A signal handler may reach nothing more.
+// The signal that came, by its number. A signal handler may reach nothing more.
 volatile std::sig_atomic_t caught = 0;
 
-// Signals are let in only while this program waits, so that none comes between a look at `caught`
-// and the wait.
-class Signals {
+// The signals of job control and of a terminal's new size. They are let in only while this program
+// waits, so that none comes between a look at `caught` and the wait.
+class JobSignals {
   public:
-    Signals() {
+    JobSignals() {
         sigset_t blocked;
         sigemptyset(&blocked);
         for (const int signal : handled)
             sigaddset(&blocked, signal);
         ::sigprocmask(SIG_BLOCK, &blocked, &m_before);
-        for (const int signal : handled)
-            handle(signal);
+        for (std::size_t i = 0; i < handled.size(); ++i) {
+            ::sigaction(handled[i], nullptr, &m_actions[i]);
+            if (m_actions[i].sa_handler != SIG_IGN)
+                handle(handled[i]);
+        }
     }
-    ~Signals() {
-        for (const int signal : handled)
-            ::signal(signal, SIG_DFL);
+    ~JobSignals() {
+        for (std::size_t i = 0; i < handled.size(); ++i)
+            ::sigaction(handled[i], &m_actions[i], nullptr);
         ::sigprocmask(SIG_SETMASK, &m_before, nullptr);
     }
-    Signals(const Signals&) = delete;
-    Signals& operator=(const Signals&) = delete;
+    JobSignals(const JobSignals&) = delete;
+    JobSignals& operator=(const JobSignals&) = delete;
 
     // Waits for one of the descriptors, a signal, or the time.
     // @return the signal, or 0
@@ -72,22 +75,22 @@ class Signals {
         return std::exchange(caught, 0);
     }
 
-    // Does what the signal does to a program that knows nothing of it. Returns from SIGTSTP when
-    // the program goes on.
-    void obey(int signal) const {
-        ::signal(signal, SIG_DFL);
-        ::raise(signal);
+    // Stops the program as SIGTSTP would, and returns when it goes on. Where nobody could continue
+    // it, the system does not stop it.
+    void stop() const {
+        ::signal(SIGTSTP, SIG_DFL);
+        ::raise(SIGTSTP);
         sigset_t only;
         sigemptyset(&only);
-        sigaddset(&only, signal);
+        sigaddset(&only, SIGTSTP);
         ::sigprocmask(SIG_UNBLOCK, &only, nullptr);
-        // Here it stops, or ends.
+        // Here it stops.
         ::sigprocmask(SIG_BLOCK, &only, nullptr);
-        handle(signal);
+        handle(SIGTSTP);
     }
 
   private:
-    static constexpr std::array handled{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT};
+    static constexpr std::array handled{SIGTSTP, SIGCONT, SIGWINCH};
 
     static void handle(int signal) {
         struct sigaction action {};
@@ -97,6 +100,7 @@ class Signals {
     }
 
     sigset_t m_before{};
+    std::array<struct sigaction, handled.size()> m_actions{};
 };
 
 bool isTerminal() {
@@ -110,70 +114,83 @@ bool wantsColours(const EnvironmentLookup& environment) {
            environment("TERM").value_or("dumb") != "dumb";
 }
 
+// What is not read at a terminal has no rows and columns.
+Style styleFor(const EnvironmentLookup& environment) {
+    const bool isRead = ::isatty(STDOUT_FILENO) == 1;
+    return {.answers = isTerminal(),
+            .colours = wantsColours(environment),
+            .width = isRead ? Terminal::size().columns : 0,
+            .height = isRead ? Terminal::size().rows : 0};
+}
+
 class Watch {
   public:
     explicit Watch(const Context& context)
-        : m_context(context),
-          m_watcher({.answers = isTerminal(),
-                     .colours = wantsColours(context.environment),
-                     .width = Terminal::size().columns,
-                     .height = Terminal::size().rows}) {
+        : m_context(context), m_watcher(styleFor(context.environment)) {
         connect();
         if (isTerminal())
             m_terminal.emplace();
     }
 
-    // @return the signal that ended it, or 0
-    int run() {
-        for (;;) {
-            show();
-            if (m_watcher.hasEnded() || m_hasTerminalEnded)
-                return 0;
-            if (const auto answer = m_watcher.takeAnswer()) {
+    void run() {
+        while (!m_watcher.hasEnded() && !m_hasTerminalEnded) {
+            if (const auto answer = m_watcher.takeAnswer())
                 send(*answer);
-                continue;
-            }
-            const int signal = waitOnce();
-            if (signal == SIGTSTP)
+            show();
+            switch (waitOnce()) {
+            case SIGTSTP:
                 suspend();
-            else if (signal == SIGCONT)
-                resume();
-            else if (signal != 0)
-                return signal;
+                break;
+            case SIGCONT: // After any stop, also one that this program did not notice.
+            case SIGWINCH:
+                begin();
+                break;
+            default:
+                break;
+            }
         }
+        show();
     }
 
   private:
     void show() {
         if (const std::string text = m_watcher.takeOutput(); !text.empty()) {
             output::write(text);
-            m_watcher.wrote(Clock::now());
+            m_watcher.disturb(Clock::now());
         }
     }
 
     void send(const JSONObject& answer) {
-        std::optional<std::string> error;
         try {
             DaemonClient(m_context).post("/answer", answer);
+            m_watcher.answered();
+        } catch (const Unreachable& problem) {
+            // A new stream begins with how things are.
+            lose(problem.message());
+            m_watcher.refused(problem.reason() == Unreachable::Reason::notAnswering
+                                  ? localized("不知道回答有沒有送到")
+                                  : localized("回答沒有送出"));
         } catch (const DaemonError& problem) {
-            error = problem.message();
+            m_watcher.refused(localized("沒有送出：%@", {problem.message()}));
         }
-        m_watcher.answered(error);
     }
 
     void suspend() {
         if (m_terminal)
             m_terminal->giveBack();
-        m_signals.obey(SIGTSTP);
+        m_signals.stop();
+        begin();
     }
 
-    // After any stop, also one that this program did not notice.
-    void resume() {
+    // The terminal may be another one than before, in its settings and its size.
+    void begin() {
         if (m_terminal)
             m_terminal->take();
-        m_watcher.redraw();
+        m_watcher.restyle(styleFor(m_context.environment));
+        m_watcher.disturb(Clock::now());
     }
 
+    // @return the signal that came
     int waitOnce() {
         std::array<pollfd, 2> waits{
             pollfd{.fd = m_terminal ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
@@ -181,7 +198,8 @@ class Watch {
         auto until = m_stream ? m_lastHeard + longestSilence : m_retryAt;
         if (const auto wakeUp = m_watcher.wakeUp())
             until = std::min(until, *wakeUp);
-        const int signal = m_signals.wait(waits, until);
+        if (const int signal = m_signals.wait(waits, until))
+            return signal;
         // Keys count by when they are read; what lay there before is older than it looks.
         if (m_terminal && m_watcher.opens(Clock::now()))
             m_terminal->discardInput();
@@ -196,7 +214,7 @@ class Watch {
             lose(localized("Tamsell 沒有回應"));
         if (!m_stream && now >= m_retryAt)
             reconnect();
-        return signal;
+        return 0;
     }
 
     void readKeys() {
@@ -244,7 +262,7 @@ class Watch {
     }
 
     const Context& m_context;
-    Signals m_signals;
+    JobSignals m_signals;
     std::optional<Terminal> m_terminal;
     bool m_hasTerminalEnded = false;
     Watcher m_watcher;
@@ -256,14 +274,7 @@ class Watch {
 } // namespace
 
 int watch(const Context& context, const Arguments& /*arguments*/) {
-    int signal = 0;
-    {
-        Watch watching(context);
-        signal = watching.run();
-    }
-    // What started this program is to know that it was interrupted.
-    if (signal != 0)
-        ::raise(signal);
+    Watch(context).run();
     return 0;
 }
 

@@ -36,8 +36,8 @@ void Watcher::receive(const JSONValue& snapshot) {
     m_lossReason.clear();
     m_feed.receive(snapshot);
     const auto presence = Presence::in(snapshot);
-    if (m_style.answers && presence && !std::exchange(m_hasAdvised, true) &&
-        presence->mode == AwayMode::automatic)
+    if (m_style.answers && presence && presence->mode == AwayMode::automatic &&
+        !std::exchange(m_hasAdvised, true))
         m_feed.add(
             localized("在這裡按鍵也算回到電腦前；要一直在這裡回答，先執行 tamsellctl mode on"));
     std::vector<Question> before = std::exchange(m_questions, questionsIn(snapshot));
@@ -60,7 +60,7 @@ void Watcher::lose(const std::string& reason) {
     breakOff();
     m_current.reset();
     m_decision.reset();
-    m_output += m_feed.take();
+    m_output += m_feed.take(m_style.width);
     if (m_lossReason != reason)
         say(localized("%@；會一直重試", {text::visible(reason)}));
     m_lossReason = reason;
@@ -81,7 +81,7 @@ void Watcher::type(std::string_view bytes, Clock::time_point now) {
 }
 
 bool Watcher::opens(Clock::time_point now) {
-    return m_current && m_output.empty() && m_gate.opens(now);
+    return m_current && !m_compose && !m_decision && m_output.empty() && m_gate.opens(now);
 }
 
 void Watcher::tick(Clock::time_point now) {
@@ -94,6 +94,11 @@ void Watcher::tick(Clock::time_point now) {
         press(*key);
 }
 
+void Watcher::restyle(const Style& style) {
+    m_style = style;
+    redraw();
+}
+
 void Watcher::redraw() {
     if (!m_current)
         return;
@@ -102,16 +107,19 @@ void Watcher::redraw() {
         m_output += m_compose->prompt + text::visible(m_compose->editor.text());
 }
 
-void Watcher::answered(const std::optional<std::string>& error) {
+void Watcher::answered() {
     if (!m_decision)
         return;
     const Decision decision = *std::exchange(m_decision, std::nullopt);
-    if (error) {
-        say(localized("沒有送出：%@", {text::visible(*error)}));
-    } else {
-        say(m_style.bold(outcomeOf(decision.question, decision.action)));
-        m_putAside.insert(decision.question.id);
-    }
+    say(m_style.bold(outcomeOf(decision.question, decision.action)));
+    m_putAside.insert(decision.question.id);
+    m_current.reset();
+    proceed();
+}
+
+void Watcher::refused(const std::string& sentence) {
+    m_decision.reset();
+    say(text::visible(sentence));
     m_current.reset();
     proceed();
 }
@@ -129,13 +137,13 @@ std::optional<JSONObject> Watcher::takeAnswer() {
 std::optional<Watcher::Clock::time_point> Watcher::wakeUp() const {
     if (m_compose)
         return m_compose->endsAt;
-    return m_current ? m_gate.wakeUp() : std::nullopt;
+    return m_current && !m_decision ? m_gate.wakeUp() : std::nullopt;
 }
 
 void Watcher::proceed() {
     if (m_current || m_waitsForReturn)
         return;
-    m_output += m_feed.take();
+    m_output += m_feed.take(m_style.width);
     for (const Question& question : m_questions) {
         if (m_putAside.contains(question.id))
             continue;

@@ -37,14 +37,18 @@ class Watcher {
     void type(std::string_view bytes, Clock::time_point now);
     /// Time has passed, and there is nothing to read.
     void tick(Clock::time_point now);
-    /// Writes what is asked once more, for the terminal was another program's meanwhile.
-    void redraw();
-    /// What `takeAnswer` gave was accepted by the daemon, or why not.
-    void answered(const std::optional<std::string>& error);
+    /// From now on text looks so. What is asked is written once more, for the terminal may have
+    /// been another program's meanwhile.
+    void restyle(const Style& style);
+    /// What `takeAnswer` gave was accepted by the daemon.
+    void answered();
+    /// It was not; in a sentence why.
+    void refused(const std::string& sentence);
 
-    /// What is to be written now; then `wrote` is to be called, before anything else.
+    /// What is to be written now; then `disturb` is to be called, before anything else.
     [[nodiscard]] std::string takeOutput();
-    void wrote(Clock::time_point now) { m_gate.close(now); }
+    /// What is typed until then, and shortly after, is not meant for what stands there now.
+    void disturb(Clock::time_point now) { m_gate.close(now); }
     /// The body of an answer that is to be sent.
     [[nodiscard]] std::optional<JSONObject> takeAnswer();
     /// When `opens` or `tick` is needed.
@@ -69,6 +73,7 @@ class Watcher {
 
     void proceed();
     void draw(Extent extent);
+    void redraw();
     void press(char key);
     void beginComposition(Action action, const std::string& prompt);
     void compose(std::string_view bytes, Clock::time_point now);

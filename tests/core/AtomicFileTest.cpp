@@ -55,6 +55,19 @@ TEST(AtomicFile, KeepsModeAndOwnerAndSetsThoseOfANewFile) {
     EXPECT_THAT(namesIn(directory.path()), ElementsAre("fresh", "kept", "secret"));
 }
 
+TEST(AtomicFile, AConditionIsAskedLast) {
+    const TemporaryDirectory directory;
+    const fs::path file = directory.put("file", "old");
+    EXPECT_FALSE(atomicfile::writeIf(file, "new", [&] {
+        atomicfile::write(file, "somebody else's");
+        return false;
+    }));
+    EXPECT_EQ(contentOf(file), "somebody else's");
+    EXPECT_TRUE(atomicfile::writeIf(file, "new", [] { return true; }));
+    EXPECT_EQ(contentOf(file), "new");
+    EXPECT_THAT(namesIn(directory.path()), ElementsAre("file"));
+}
+
 TEST(AtomicFile, ALinkStaysALink) {
     const TemporaryDirectory directory;
     directory.put("dotfiles/real.json", "old");

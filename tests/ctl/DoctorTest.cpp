@@ -166,6 +166,11 @@ TEST(Doctor, FindsNothingWrongWhereAllIsWell) {
                 HasSubstr("✗ Tamsell：還在 " + address +
                           " 執行，設定檔已經改成 127.0.0.1:9 → 重新啟動 Tamsell\n"));
     atomicfile::write(home / "config.json", settings);
+    // A setting that it has not read yet says nothing about where it is.
+    replaceIn(home / "config.json", daemon.token(), "another");
+    EXPECT_THAT(runCtl(home, {"doctor"}).output, testing::Not(HasSubstr("還在")));
+    atomicfile::write(home / "config.json", settings);
+    ASSERT_TRUE(until([&] { return runCtl(home, {"doctor"}).exitCode == 0; }));
     // Its notes are believed only when they are its own.
     for (const bool isOwn : {true, false}) {
         const pid_t process = isOwn ? daemon.process().id() : 1;

@@ -72,7 +72,7 @@ TEST(QuestionText, LeavesNothingOutAndNothingInvisible) {
     EXPECT_THAT(
         ctl::linesOf(fixture("claude/in/permission_request_bash_bidi.json")),
         testing::IsSupersetOf({TextLine{Kind::plain, "echo safe \\u{202E}; )tnerruc(~ fr- mr"},
-                               TextLine{Kind::note, "⚠ 裡面有看不見的字元，已經標成 \\u{…}"}}));
+                               TextLine{Kind::warning, "⚠ 裡面有看不見的字元，已經標成 \\u{…}"}}));
     // What no form expects is shown beside what it knows.
     EXPECT_EQ(whole(asking({{"command", "ls"}, {"cwd", "/etc"}, {"file_path", 3}})),
               "ls\n其他：\n{\n  \"cwd\": \"/etc\",\n  \"file_path\": 3\n}\n");

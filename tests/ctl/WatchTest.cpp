@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <termios.h>
 
+#include "ctl/KeyGate.h"
 #include "e2e/RunningDaemon.h"
 
 using testing::HasSubstr;
@@ -106,21 +107,29 @@ TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
         watch.type("D");
         return watch.shows("Ctrl-D 取消）：", patience / 20);
     }));
-    watch.type("wrong");
-    watch.type(std::string(5, '\x7f')); // rubbed out
+    watch.type("wrong\x15"); // rubbed out
     watch.type("not " + std::string(5000, 'x') + "\n");
     EXPECT_TRUE(watch.shows("已拒絕："));
     EXPECT_EQ(agent->exitCode(), 0);
     EXPECT_THAT(agent->output(), HasSubstr(R"("message":"not )" + std::string(5000, 'x') + '"'));
 
-    watch.type("\x1a");
+    // A key, and at once the thought that it was the wrong one.
+    agent = daemon.runHook("claude", permissionRequest("u"));
+    ASSERT_TRUE(watch.shows("q 離開"));
+    EXPECT_FALSE(watch.shows("nothing", ctl::KeyGate::quietPeriod + 200ms));
+    watch.type("a\x1a");
     EXPECT_TRUE(watch.shows("stopped"));
     EXPECT_TRUE(watch.waitsForLines());
     watch.type("\n");
-    EXPECT_TRUE(until([&] { return !watch.waitsForLines(); }));
+    EXPECT_TRUE(watch.shows("q 離開"));
+    EXPECT_FALSE(watch.waitsForLines());
+    EXPECT_FALSE(watch.shows("已允許", ctl::KeyGate::aloneFor + 200ms));
     watch.type("\x1c");
     EXPECT_TRUE(until([&] { return watch.waitsForLines(); }));
     EXPECT_EQ(WEXITSTATUS(watch.status()), 128 + SIGQUIT);
+    EXPECT_EQ(daemon.pending(1).size(), 1U);
+    daemon.answer(daemon.pending(1).front(), {{"action", "deny"}});
+    EXPECT_EQ(agent->exitCode(), 0);
 }
 
 TEST(Watch, OnlyFollowsWithoutATerminal) {

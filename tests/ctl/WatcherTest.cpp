@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/Clock.h"
+#include "core/Text.h"
 
 using ctl::Style;
 using ctl::Watcher;
@@ -69,8 +70,11 @@ class WatcherTest : public testing::Test {
     }
     // The bytes arrive in one go after so long.
     void type(std::string_view bytes, std::chrono::milliseconds after = 0ms) {
-        wait(after);
-        m_watcher.type(bytes, m_now);
+        if (after > 0ms)
+            wait(after);
+        // What is there when it opens is thrown away.
+        if (!m_watcher.opens(m_now))
+            m_watcher.type(bytes, m_now);
         write();
     }
     // The answer that a key gives when nothing came before and nothing follows.
@@ -98,7 +102,7 @@ class WatcherTest : public testing::Test {
     void write() {
         const std::string text = m_watcher.takeOutput();
         if (!text.empty())
-            m_watcher.wrote(m_now);
+            m_watcher.disturb(m_now);
         m_screen += text;
     }
 
@@ -120,10 +124,17 @@ TEST_F(WatcherTest, TakesAKeyOnlyWhenItIsMeantForTheQuestion) {
     EXPECT_FALSE(taken()) << "pasted over a slow line";
 
     // The program was stopped while the key waited to be read: it opens at the same moment.
-    m_watcher.redraw();
+    m_watcher.restyle({});
     (void)written();
     m_now += 2s;
-    EXPECT_TRUE(m_watcher.opens(m_now)) << "and what lies there is thrown away";
+    type("a");
+    wait(1h);
+    EXPECT_FALSE(taken());
+    // It was stopped right after the key.
+    type("a");
+    m_watcher.disturb(m_now);
+    wait(1h);
+    EXPECT_FALSE(taken());
     EXPECT_EQ(press("a"), answer("one", "allow"));
     EXPECT_FALSE(press("d")) << "decided already";
 }
@@ -133,7 +144,7 @@ TEST_F(WatcherTest, AHeldKeyAnswersOneQuestionOnly) {
         begin();
         see({permission("one"), permission("two")});
         EXPECT_EQ(press("a"), answer("one", "allow"));
-        m_watcher.answered(std::nullopt);
+        m_watcher.answered();
         EXPECT_THAT(written(), HasSubstr("[two]"));
         type("a", firstRepetition - 150ms);
         for (int repetition = 0; repetition < 50; ++repetition)
@@ -177,7 +188,8 @@ TEST_F(WatcherTest, SendsWhatEachKeyMeans) {
         begin();
         see({permission("p")});
         EXPECT_FALSE(press("D"));
-        type(hasReason ? "no, thanks\x7f\x7f\x1b[D\x1bOA\r" : " \n");
+        type(hasReason ? "no, thanks\x7f\x7f\x1b[D\x1bOA\x1b[[A" : " ");
+        type("\x1b\r", 1h);
         wait(80ms);
         EXPECT_EQ(taken(),
                   hasReason ? answer("p", "deny", "message", "no, than") : answer("p", "deny"));
@@ -194,7 +206,7 @@ TEST_F(WatcherTest, SendsWhatEachKeyMeans) {
         EXPECT_THAT(written(), AllOf(HasSubstr("取消了"), HasSubstr("r 給指示")));
     }
     EXPECT_FALSE(press("r"));
-    type("pasted\n");
+    type("pasted\x1b\n");
     type("\xE8", 79ms);
     type("\xA1\x8C\xff\n");
     wait(79ms);
@@ -235,7 +247,7 @@ TEST_F(WatcherTest, WritesNothingWhileAQuestionIsDrawn) {
     recent.push_back(event("8"));
     EXPECT_EQ(see({permission("one"), permission("two")}, recent), "");
     EXPECT_TRUE(press("a")) << "nothing moved";
-    m_watcher.answered(std::nullopt);
+    m_watcher.answered();
     EXPECT_THAT(written(), AllOf(HasSubstr("已允許：Bash\n"), HasSubstr("Notification  8\n"),
                                  HasSubstr("[two]"), EndsWith(permissionKeys)));
     // The daemon's older word of it may come later.
@@ -251,8 +263,8 @@ TEST_F(WatcherTest, SaysWhatBecomesOfAQuestionThatItDoesNotAnswer) {
                 AllOf(HasSubstr("已在別處回答"), HasSubstr("[three]")));
 
     EXPECT_TRUE(press("a"));
-    m_watcher.answered("已經回答過或已逾時");
-    EXPECT_THAT(written(), HasSubstr("沒有送出：已經回答過或已逾時"));
+    m_watcher.refused("已經回答過\x1b");
+    EXPECT_THAT(written(), AllOf(HasSubstr("已經回答過\\u{001B}\n"), HasSubstr("[three]")));
     m_watcher.lose("broken");
     EXPECT_EQ(written(), "broken；會一直重試\n");
     EXPECT_FALSE(press("a"));
@@ -273,20 +285,41 @@ TEST_F(WatcherTest, TellsHowMuchOfALongQuestionIsNotShown) {
         permission("many", {{"input", JSONObject{{"command", lines + "\u200b\n"}}}});
     EXPECT_THAT(see({many}), AllOf(HasSubstr("│ 200  line 199\n"), Not(HasSubstr("line 200\n")),
                                    HasSubstr("裡面有看不見的字元"),
-                                   HasSubstr("後面還有 663 個字元沒有顯示，按 v 看全部"),
+                                   HasSubstr("還有 663 個字元沒有顯示，按 v 看全部"),
                                    HasSubstr("⚠ 這一題有 204 行，比畫面高")));
     EXPECT_FALSE(press("v"));
     EXPECT_THAT(written(), AllOf(HasSubstr("line 249\n"), Not(HasSubstr("沒有顯示"))));
     EXPECT_FALSE(press("a", 599ms)) << "it moved";
 
-    begin({.answers = false});
+    begin({.answers = false, .width = 0});
     std::string wide;
     for (int i = 0; i < 30'000; ++i)
         wide += "寬";
     EXPECT_THAT(see({permission("wide", {{"input", JSONObject{{"command", wide}}}})}),
-                AllOf(HasSubstr("寬\n⚠ 後面還有 8155 個字元沒有顯示\n"),
+                AllOf(HasSubstr("寬\n⚠ 還有 8155 個字元沒有顯示\n"),
                       EndsWith("回答：tamsellctl answer wide allow|always|deny\n")));
     EXPECT_THAT(see({}), HasSubstr("已在別處回答"));
+}
+
+TEST_F(WatcherTest, NoRowOfTheAgentsStandsWithoutItsBar) {
+    begin({.width = 40, .height = 100});
+    const std::string blanks(40, ' ');
+    const std::string forged = blanks + "forged" + blanks + blanks + "宽forged\tforged";
+    const JSONValue rule = JSONObject{{"type", forged}};
+    const std::string text =
+        see({permission("one", {{"cwd", forged},
+                                {"tool", forged},
+                                {"client", forged},
+                                {"suggestions", JSONArray{rule}},
+                                {"input", JSONObject{{"command", forged}, {"x", forged}}}})},
+            {event(forged)});
+    for (std::size_t at = 0; at < text.size();) {
+        const std::string line = text.substr(at, text.find('\n', at) - at);
+        at += line.size() + 1;
+        EXPECT_LE(text::columns(line), 40U) << line;
+        EXPECT_TRUE(line.find("forged") == std::string::npos || line.starts_with("│ ")) << line;
+    }
+    EXPECT_THAT(text, HasSubstr("forged"));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "core/DaemonError.h"
+#include "e2e/Until.h"
 #include "platform/ChildProcess.h"
 #include "support/FakeEnvironment.h"
 #include "support/FileSizeLimit.h"
@@ -190,13 +191,13 @@ TEST_F(HooksTest, WhatTheAgentWritesMeanwhileStays) {
     m_home.put("claude/settings.json", "{\"first\": 1}");
     const fs::path fresh = m_home.put("claude/fresh", "{\"second\": 2}");
     // As soon as the backup tells that the file was read.
-    std::thread agent([&] {
-        while (!fs::exists(Hooks::backupOf(m_at.claudeSettings)))
+    const std::jthread agent([&](const std::stop_token& stop) {
+        while (!fs::exists(Hooks::backupOf(m_at.claudeSettings)) && !stop.stop_requested())
             std::this_thread::yield();
         fs::rename(fresh, m_at.claudeSettings);
     });
     m_hooks.install();
-    agent.join();
+    ASSERT_TRUE(until([&] { return !fs::exists(fresh); }));
     EXPECT_THAT(claude(), HasSubstr("\"second\": 2"));
 }
 
