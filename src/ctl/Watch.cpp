@@ -7,8 +7,6 @@
 #include <chrono>
 #include <csignal>
 #include <optional>
-#include <span>
-#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -16,6 +14,7 @@
 #include "core/Localized.h"
 #include "ctl/Commands.h"
 #include "ctl/DaemonClient.h"
+#include "ctl/JobSignals.h"
 #include "ctl/Output.h"
 #include "ctl/Terminal.h"
 #include "ctl/Watcher.h"
@@ -31,77 +30,6 @@ constexpr std::chrono::seconds retryPause{1};
 constexpr std::chrono::seconds longestSilence{50};
 // How long the rest of a snapshot whose beginning has come may take.
 constexpr std::chrono::milliseconds pieceTime{20};
-
-// The signal that came, by its number. A signal handler may reach nothing more.
-volatile std::sig_atomic_t caught = 0;
-
-// The signals of job control and of a terminal's new size. They are let in only while this program
-// waits, so that none comes between a look at `caught` and the wait.
-class JobSignals {
-  public:
-    JobSignals() {
-        sigset_t blocked;
-        sigemptyset(&blocked);
-        for (const int signal : handled)
-            sigaddset(&blocked, signal);
-        ::sigprocmask(SIG_BLOCK, &blocked, &m_before);
-        for (std::size_t i = 0; i < handled.size(); ++i) {
-            ::sigaction(handled[i], nullptr, &m_actions[i]);
-            if (m_actions[i].sa_handler != SIG_IGN)
-                handle(handled[i]);
-        }
-    }
-    ~JobSignals() {
-        for (std::size_t i = 0; i < handled.size(); ++i)
-            ::sigaction(handled[i], &m_actions[i], nullptr);
-        ::sigprocmask(SIG_SETMASK, &m_before, nullptr);
-    }
-    JobSignals(const JobSignals&) = delete;
-    JobSignals& operator=(const JobSignals&) = delete;
-
-    // Waits for one of the descriptors, a signal, or the time.
-    // @return the signal, or 0
-    int wait(std::span<pollfd> descriptors, std::optional<Clock::time_point> until) const {
-        timespec left{};
-        if (until) {
-            const auto time =
-                std::max<std::chrono::nanoseconds>(*until - Clock::now(), Clock::duration::zero());
-            const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-            left = {.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
-        }
-        if (::ppoll(descriptors.data(), descriptors.size(), until ? &left : nullptr, &m_before) < 0)
-            for (pollfd& descriptor : descriptors)
-                descriptor.revents = 0;
-        return std::exchange(caught, 0);
-    }
-
-    // Stops the program as SIGTSTP would, and returns when it goes on. Where nobody could continue
-    // it, the system does not stop it.
-    void stop() const {
-        ::signal(SIGTSTP, SIG_DFL);
-        ::raise(SIGTSTP);
-        sigset_t only;
-        sigemptyset(&only);
-        sigaddset(&only, SIGTSTP);
-        ::sigprocmask(SIG_UNBLOCK, &only, nullptr);
-        // Here it stops.
-        ::sigprocmask(SIG_BLOCK, &only, nullptr);
-        handle(SIGTSTP);
-    }
-
-  private:
-    static constexpr std::array handled{SIGTSTP, SIGCONT, SIGWINCH};
-
-    static void handle(int signal) {
-        struct sigaction action {};
-        action.sa_handler = [](int number) { caught = number; };
-        sigemptyset(&action.sa_mask);
-        ::sigaction(signal, &action, nullptr);
-    }
-
-    sigset_t m_before{};
-    std::array<struct sigaction, handled.size()> m_actions{};
-};
 
 bool isTerminal() {
     return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1;

@@ -1,6 +1,7 @@
 #include "hooks/Hooks.h"
 
 #include <algorithm>
+#include <functional>
 #include <system_error>
 
 #include <unistd.h>
@@ -55,20 +56,26 @@ void backUp(const fs::path& path, std::string_view bytes) {
     atomicfile::writeLike(path, backup, bytes);
 }
 
-// Whether something lies at the path, even if it is a link to nothing readable.
-bool isThere(const fs::path& path) {
+// What lies at the path, even if it is a link to nothing readable.
+// @throws std::system_error when it cannot be read
+std::optional<std::string> replacedContent(const fs::path& path) {
     std::error_code error;
-    return fs::exists(path, error) || error;
+    if (!fs::exists(path, error) && !error)
+        return std::nullopt;
+    return file::read(path, Hooks::maximumFile);
 }
 
-std::string encoded(const JSONObject& object) {
-    return json::pretty(object) + "\n";
-}
-
-// So that the file can be put there: also where a link leads that leads nowhere yet.
-void createDirectoriesFor(const fs::path& path) {
+// @param content what lies there, for the backup
+// @param condition whether it may be replaced, asked last
+// @return whether it was
+bool replace(const fs::path& path, const JSONObject& object,
+             const std::optional<std::string>& content, const std::function<bool()>& condition) {
+    // Also where a link leads that leads nowhere yet.
     fs::create_directories(path.parent_path());
     fs::create_directories(atomicfile::targetOf(path).parent_path());
+    if (content)
+        backUp(path, *content);
+    return atomicfile::writeIf(path, json::pretty(object) + "\n", condition);
 }
 
 // Replaces the file by what `change` makes of its content; nothing means that it stays. An agent
@@ -81,13 +88,8 @@ void rewrite(const fs::path& path, Change change) {
         const std::optional<JSONObject> object = change(objectIn(bytes, path));
         if (!object)
             return;
-        createDirectoriesFor(path);
-        if (bytes)
-            backUp(path, *bytes);
-        else if (isThere(path))
-            (void)file::read(path, Hooks::maximumFile); // Says why it cannot be read.
         const auto isUnchanged = [&] { return bytesOf(path, Hooks::maximumFile) == bytes; };
-        if (atomicfile::writeIf(path, encoded(*object), isUnchanged))
+        if (replace(path, *object, bytes ? bytes : replacedContent(path), isUnchanged))
             return;
     }
     throw DaemonError(localized("%@ 一直被其他程式改寫", {path.string()}));
@@ -208,10 +210,7 @@ JSONObject Hooks::readAgentFile(const fs::path& path) {
 }
 
 void Hooks::writeJSONFile(const JSONObject& object, const fs::path& path) {
-    createDirectoriesFor(path);
-    if (isThere(path))
-        backUp(path, file::read(path, maximumFile));
-    atomicfile::write(path, encoded(object));
+    (void)replace(path, object, replacedContent(path), nullptr);
 }
 
 fs::path Hooks::backupOf(const fs::path& path) {

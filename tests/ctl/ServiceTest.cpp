@@ -79,39 +79,22 @@ TEST(Service, TakesAnyPathForTheProgram) {
         EXPECT_THROW(service.install(path), DaemonError) << path;
 }
 
-TEST(Service, EachStateHasItsLine) {
+TEST(Service, WhatKeepsItFromWorkingIsSaidFirst) {
     ctl::DaemonReport report;
     report.process = 7;
     report.address = "127.0.0.1:8787";
-    UserService::State well;
-    well.isInstalled = well.isEnabled = well.isActive = true;
-    well.process = 7;
-    well.program = "/bin/sh";
-    const auto line = [&](auto change) {
-        UserService::State state = well;
-        change(state);
-        return lineOf(ctl::checkService(state, report).at(0));
-    };
-    EXPECT_EQ(line([](auto&) {}), "✓ 服務：執行中，登入時自動啟動");
-    EXPECT_EQ(line([](auto& state) { state.isInstalled = false; }),
-              "– 服務：沒有安裝，登入後要自己啟動 Tamsell → tamsellctl service install");
-    EXPECT_EQ(line([](auto& state) { state.program = "/gone"; }),
+    UserService::State state;
+    state.isInstalled = state.isEnabled = state.isActive = true;
+    state.process = 8;
+    state.lingers = false;
+    state.program = "/bin/sh";
+    EXPECT_EQ(lineOf(ctl::checkService(state, report).at(0)),
+              "– 服務：執行中，但 127.0.0.1:8787 由另一個 Tamsell 佔用 → 結束另一個，再執行 "
+              "tamsellctl service install");
+    state.program = "/gone";
+    state.isActive = state.isEnabled = false;
+    EXPECT_EQ(lineOf(ctl::checkService(state, report).at(0)),
               "✗ 服務：要啟動的 /gone 不在了 → tamsellctl service install");
-    EXPECT_EQ(line([](auto& state) { state.isEnabled = false; }),
-              "✗ 服務：已安裝，但登入時不會啟動 → tamsellctl service install");
-    EXPECT_EQ(
-        line([](auto& state) {
-            state.isActive = false;
-            state.result = "exit-code";
-        }),
-        "✗ 服務：啟動失敗（exit-code） → journalctl --user -u tamsell 看原因，再執行 tamsellctl "
-        "service install");
-    EXPECT_EQ(
-        line([](auto& state) { state.process = 8; }),
-        "– 服務：執行中，但 127.0.0.1:8787 由另一個 Tamsell 佔用 → 結束另一個，再執行 tamsellctl "
-        "service install");
-    EXPECT_EQ(line([](auto& state) { state.lingers = false; }),
-              "– 服務：執行中，但登出後就停止 → sudo loginctl enable-linger \"$USER\"");
 }
 
 } // namespace
