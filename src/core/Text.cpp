@@ -54,9 +54,10 @@ bool isWhiteSpace(utf8proc_int32_t codePoint) {
 // controls and tags), what fonts are to ignore (Default_Ignorable_Code_Point: variation selectors,
 // fillers), blanks but the space, empty glyphs, and what is no character yet.
 bool isInvisible(utf8proc_int32_t codePoint) {
-    // An empty braille pattern, Egyptian blanks, a note without a head, the Khitan filler.
-    constexpr std::array<utf8proc_int32_t, 5> emptyGlyphs{0x2800, 0x13441, 0x13442, 0x1D159,
-                                                          0x16FE4};
+    // An empty braille pattern, the place of an object, Egyptian blanks, a note without a head, the
+    // Khitan filler.
+    constexpr std::array<utf8proc_int32_t, 6> emptyGlyphs{0x2800,  0xFFFC,  0x13441,
+                                                          0x13442, 0x1D159, 0x16FE4};
     const utf8proc_property_t* properties = utf8proc_get_property(codePoint);
     switch (properties->category) {
     case UTF8PROC_CATEGORY_CC:
