@@ -1,0 +1,307 @@
+/** One waiting item: what is asked, the time that is left, and the answers. */
+import { request } from "./api.js";
+import { asked } from "./asked.js";
+import { anyHides, beginning, element, icon, inOneLine, setText, shown } from "./dom.js";
+import { countdown, projectOf } from "./format.js";
+import { canAlways, rememberedBy } from "./rules.js";
+import { textsOf, viewOf } from "./view.js";
+import { visibleText } from "./visible.js";
+
+const checkmark = ["M4.5 10.5 8.25 14.25 15.5 6"];
+const warningTriangle = [
+  "M8.7 3.1a1.5 1.5 0 0 1 2.6 0l6.85 11.85A1.5 1.5 0 0 1 16.85 17.2H3.15a1.5 1.5 0 0 1-1.3-2.25zM9.2 7.9v3.9a.8.8 0 0 0 1.6 0V7.9a.8.8 0 0 0-1.6 0zM10 13.35a.95.95 0 1 0 0 1.9.95.95 0 0 0 0-1.9z",
+];
+
+// When the time is short the bar changes its colour and the number its weight.
+/** @typedef {{arming: import("./arming.js").Arming, still: import("./still.js").Still, clock: import("./serverclock.js").ServerClock}} Page */
+
+const shortTime = 20_000;
+const longestClaim = 300;
+/** @type {import("./view.js").View} */
+const unreadable = {
+  blocks: [{ kind: "note", text: "這個要求顯示不出來，所以只能拒絕，或等你回到電腦前。" }],
+  claim: "",
+  isCommand: false,
+};
+const endedElsewhere = "已經回答過或已逾時";
+const outcomes = new Map([
+  ["allow", "已允許"],
+  ["always", "已允許，並且記住了"],
+  ["deny", "已拒絕"],
+  ["reply", "已送出"],
+]);
+
+export class Card {
+  #item;
+  #arming;
+  #still;
+  #onChange;
+  #left = element("span", { class: "left" });
+  #fill = element("div", { class: "fill" });
+  #actions = element("div", { class: "actions" });
+  #problem = element("p", { class: "problem", role: "alert" });
+  #isReadable;
+  #hidesSomething;
+  #phase = "waiting"; // then "sending", back or on to "settled"
+  #hasEnded = false; // The daemon does not list the item any more.
+  #mayHaveArrived = false; // An answer was sent, and no response came.
+
+  /**
+   * @param {object} item  a pending item of the snapshot
+   * @param {Page & {onChange: () => void}} page  onChange: after the card settled or was put away
+   * @param {"whole" | "unreadable"} [form]  what cannot be shown can only be denied
+   */
+  constructor(item, { arming, still, clock, onChange }, form = "whole") {
+    this.#item = item;
+    this.#arming = arming;
+    this.#still = still;
+    this.#onChange = onChange;
+    this.#isReadable = form === "whole";
+    const view = this.#isReadable ? viewOf(item) : unreadable;
+    const isStop = item.kind !== "permission";
+    const project = projectOf(item.cwd) ?? "";
+    const tool = isStop ? "停下來了" : item.tool || "工具";
+    const texts = view.blocks.flatMap(textsOf);
+    const rules = this.#isReadable ? rememberedBy(item).flatMap((rule) => rule.entries) : [];
+    const asksHidden = anyHides(texts);
+    this.#hidesSomething = asksHidden || anyHides([view.claim, project, tool, item.client, ...rules]);
+
+    const title = element("h3", { class: "what", id: `item-${item.id}` });
+    const add = (className, text, tip) =>
+      title.append(element("span", { class: `${className} outside`, dir: "ltr", title: tip }, shown(beginning(text))));
+    if (project) add("name", project, visibleText(beginning(item.cwd)));
+    add("tool", tool, false);
+    add("client", item.client ?? "", false);
+    this.element = element(
+      "article",
+      { class: "card", "data-id": item.id, "aria-labelledby": title.id, tabindex: "-1" },
+      element("header", { class: "card-head" }, title, this.#left),
+      element("div", { class: "bar" }, this.#fill),
+      asked(view.blocks),
+      ...(this.#hidesSomething ? [warning(asksHidden, view)] : []),
+      ...(view.claim ? [claimView(view.claim)] : []),
+      this.#actions,
+      this.#problem,
+    );
+    if (isStop) this.#offerReply();
+    else this.#offerAnswers();
+    this.tick(clock.now());
+  }
+
+  get id() {
+    return this.#item.id;
+  }
+  get isSettled() {
+    return this.#phase === "settled";
+  }
+
+  /** Shows how much time is left. @param {number} now  milliseconds since 1970 */
+  tick(now) {
+    if (this.isSettled) return;
+    const { createdAt, expiresAt } = this.#item;
+    const left = Math.max(0, expiresAt - now);
+    setText(this.#left, `剩 ${countdown(left)}`);
+    this.element.classList.toggle("is-short", left < shortTime);
+    this.#fill.style.width = `${Math.min(100, (100 * left) / Math.max(1, expiresAt - createdAt))}%`;
+  }
+
+  /**
+   * The daemon no longer lists the item. An answer on its way will say how it ended.
+   *
+   * @param {number} [height]  of the element, when it is known already
+   */
+  end(height) {
+    this.#hasEnded = true;
+    if (this.#phase !== "waiting") return;
+    this.#settle(this.#mayHaveArrived ? "已經結束；不確定是不是你的回答" : endedElsewhere, height);
+  }
+
+  // What can be done, in place of what could be done before.
+  #offer(className, ...children) {
+    const change = () => {
+      this.#actions.className = `actions ${className}`;
+      this.#actions.replaceChildren(...children);
+      setText(this.#problem, "");
+    };
+    if (this.element.isConnected) this.#still.during(change);
+    else change();
+  }
+
+  #offerAnswers() {
+    const deny = button("拒絕…", "destructive deny", () => this.#offerDenial());
+    deny.setAttribute("aria-describedby", `item-${this.id}`);
+    if (!this.#isReadable) return this.#offer("is-answers", deny);
+    const buttons = [deny];
+    if (canAlways(this.#item)) buttons.push(this.#armed("總是允許…", "always", () => this.#offerAlways()));
+    buttons.push(this.#approving("允許", this.#hidesSomething ? "tinted" : "filled", { action: "allow" }));
+    this.#offer("is-answers", ...buttons);
+  }
+
+  #offerDenial() {
+    const reason = field(
+      "拒絕的理由",
+      "",
+      () => this.#send({ action: "deny", message: reason.value }),
+      () => this.#back("button.deny"),
+    );
+    this.#offer(
+      "is-denial",
+      reason,
+      element("span", { class: "caption" }, "理由會交給 agent，可以不填。"),
+      button("取消", "plain", () => this.#back("button.deny")),
+      button("拒絕", "destructive-confirm", () => this.#send({ action: "deny", message: reason.value })),
+    );
+    reason.focus({ preventScroll: true });
+  }
+
+  #offerAlways() {
+    const cancel = button("取消", "plain", () => this.#back("button.always"));
+    this.#offer(
+      "is-always",
+      element("div", { class: "rules" }, asked(rememberedBy(this.#item).flatMap(blocksOf))),
+      cancel,
+      this.#approving("總是允許", "tinted", { action: "always" }),
+    );
+    cancel.focus({ preventScroll: true });
+  }
+
+  /** @param {"button.deny" | "button.always"} opener  gets the focus back */
+  #back(opener) {
+    this.#offerAnswers();
+    const button = /** @type {HTMLButtonElement | null} */ (this.#actions.querySelector(opener));
+    button?.focus({ preventScroll: true });
+  }
+
+  #offerReply() {
+    const isBlank = () => reply.value.trim() === "";
+    const sendReply = () => isBlank() || this.#send({ action: "reply", text: reply.value });
+    const reply = field("下一個指令", "下一個指令", sendReply);
+    const send = button("送出", "send", sendReply);
+    send.disabled = true;
+    reply.addEventListener("input", () => (send.disabled = isBlank()));
+    this.#offer("is-reply", reply, send);
+  }
+
+  #approving(text, className, answer) {
+    return this.#armed(text, `${className} approves`, () => this.#send(answer));
+  }
+
+  #armed(text, className, act) {
+    const armed = button(text, className, () => {});
+    armed.setAttribute("aria-describedby", `item-${this.id}`);
+    this.#arming.guard(armed, act);
+    return armed;
+  }
+
+  async #send(answer) {
+    if (this.#phase !== "waiting") return;
+    this.#phase = "sending";
+    this.element.classList.add("is-sending");
+    const response = await request("POST", "/answer", { id: this.#item.id, ...answer }).catch(() => undefined);
+    this.element.classList.remove("is-sending");
+    this.#phase = "waiting";
+    if (response?.ok) {
+      this.#settle(outcomes.get(answer.action));
+    } else if (response?.status === 404) {
+      this.#settle(this.#mayHaveArrived ? "已經結束；不確定是不是你的回答" : (response.value?.error ?? endedElsewhere));
+    } else {
+      this.#mayHaveArrived ||= !response;
+      if (this.#hasEnded) return this.end();
+      this.#still.during(() =>
+        setText(
+          this.#problem,
+          response ? "Tamsell 沒有接受這個回答，請重新載入這一頁。" : "沒有收到回音，不確定有沒有送到。請再試一次。",
+        ),
+      );
+    }
+  }
+
+  #settle(text, height = this.element.offsetHeight) {
+    this.#still.during(() => this.#showSettled(text, height));
+    this.#onChange();
+  }
+
+  #showSettled(text, height) {
+    const hadFocus = this.element.contains(document.activeElement);
+    const typed = this.#actions.querySelector("textarea");
+    this.#phase = "settled";
+    this.element.style.minHeight = `${height}px`;
+    this.element.classList.add("is-settled");
+    this.element.classList.remove("is-short");
+    const isUnsent =
+      typed && typed.value.trim() !== "" && text !== outcomes.get("reply") && text !== outcomes.get("deny");
+    const said = element("p", { class: "outcome", role: "status" }, icon(checkmark), text);
+    // It stands where an approving button was, and another one may come to stand here.
+    this.#offer(
+      "is-over",
+      said,
+      this.#armed("收起", "plain", () => this.#putAway()),
+    );
+    if (isUnsent) {
+      // What was being typed is not lost with the question.
+      typed.readOnly = true;
+      this.#actions.before(typed);
+    }
+    if (hadFocus) (isUnsent ? typed : this.element).focus({ preventScroll: true });
+  }
+
+  #putAway() {
+    this.#still.during(() => {
+      this.element.remove();
+      this.#onChange();
+    });
+  }
+}
+
+function button(text, className, act) {
+  return element("button", { type: "button", class: className, click: act }, text);
+}
+
+function field(label, placeholder, submit, cancel = () => {}) {
+  return element("textarea", {
+    rows: "1",
+    class: "field",
+    autocomplete: "off",
+    "aria-label": label,
+    placeholder,
+    keydown: (event) => {
+      // An input method's Return only ends what is being composed (229 in the browser that forgets to say so).
+      if (event.isComposing || event.keyCode === 229) return;
+      if (event.key === "Enter" && !event.shiftKey) {
+        event.preventDefault();
+        if (!event.repeat && !event.target.readOnly) submit();
+      }
+      if (event.key === "Escape") cancel();
+    },
+  });
+}
+
+// What the agent says about it is marked as the agent's, and a long one scrolls in a box of its own.
+function claimView(claim) {
+  const label = "agent 的說明：";
+  if (claim.length > longestClaim)
+    return asked([
+      { kind: "note", text: label },
+      { kind: "prose", label, lines: claim.split("\n") },
+    ]);
+  return element("p", { class: "claim" }, label, element("span", { class: "outside", dir: "ltr" }, inOneLine(claim)));
+}
+
+function warning(asksHidden, view) {
+  const text = !asksHidden
+    ? "有看不見的控制字元，已經標出來。"
+    : view.isCommand
+      ? "指令裡有看不見的控制字元，已經標出來。畫面上的順序就是實際執行的順序。"
+      : "內容裡有看不見的控制字元，已經標出來。";
+  return element("p", { class: "warning" }, icon(warningTriangle, true), text);
+}
+
+function blocksOf({ heading, entries, place }) {
+  /** @type {import("./view.js").Block[]} */
+  const blocks = [
+    { kind: "note", text: heading },
+    { kind: "code", label: "規則", lines: entries.flatMap((entry) => entry.split("\n")) },
+  ];
+  if (place) blocks.push({ kind: "note", text: place });
+  return blocks;
+}
