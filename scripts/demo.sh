@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The whole road on one machine, in a scratch directory: the daemon runs, the hooks are installed
 # into an agent's settings, an "agent" runs what it finds there with a permission request, somebody
-# answers, the agent gets the reply.
+# answers on the page or at a terminal, the agent gets the reply.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 auto=no
@@ -61,7 +61,8 @@ cat >"$scratch/request.json" <<'JSON'
 {"session_id": "demo-session", "cwd": "/home/user/work/orchard", "hook_event_name": "PermissionRequest",
  "permission_mode": "default", "tool_name": "Bash",
  "tool_input": {"command": "git push origin release/2.4", "description": "Push the release branch"},
- "permission_suggestions": []}
+ "permission_suggestions": [{"type": "addRules", "behavior": "allow", "destination": "localSettings",
+   "rules": [{"toolName": "Bash", "ruleContent": "git push:*"}]}]}
 JSON
 # The agent's own environment knows nothing of the scratch directory.
 env -u TAMSELL_HOME sh -c "$command" <"$scratch/request.json" >"$scratch/reply" &
@@ -76,9 +77,14 @@ id=$(pending_id)
 if [ $auto = yes ]; then
   echo "You answer:         $("$bin/tamsellctl" answer "$id" allow)"
 else
-  echo "You are away, so it waits. Answer from another terminal (allow, always or deny):"
-  echo
+  page=$("$bin/tamsellctl" url)
+  printf "You are away, so it waits. Answer on the page:\n\n  %s\n\n" "$page"
+  printf "or from another terminal (allow, always or deny):\n\n"
   printf "  TAMSELL_HOME=%s %s answer %s allow\n\n" "$scratch" "$bin/tamsellctl" "${id:0:8}"
+  if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && command -v xdg-open >/dev/null; then
+    # In a shell of its own, because it may stay for as long as the browser does.
+    (xdg-open "$page" >/dev/null 2>&1 &)
+  fi
 fi
 wait "$agent"
 agent=

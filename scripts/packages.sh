@@ -1,15 +1,18 @@
-# Debian's packages, by what needs them, and how they are installed. Sourced by ./dev.
+# Debian's packages, by what needs them, and how they are installed; npm's for the page's tests. Sourced by ./dev.
 
 build_packages=(
-  g++ cmake ninja-build pkg-config ccache mold
+  g++ cmake ninja-build pkg-config ccache mold python3
   qt6-base-dev libsimdjson-dev libutf8proc-dev libssl-dev
   libsystemd-dev libxcb1-dev libxcb-screensaver0-dev libwayland-dev wayland-protocols
 )
 test_packages=(
-  libgtest-dev libgmock-dev python3 curl openssl libnss-wrapper procps
+  libgtest-dev libgmock-dev curl openssl libnss-wrapper procps
   dbus xvfb xdotool
 )
-check_packages=(clang clang-format clang-tidy git python3)
+page_packages=(chromium nodejs npm)
+# The fonts that the page asks for, so that its pictures are the same everywhere.
+shots_packages=(fonts-inter fonts-jetbrains-mono fonts-noto-cjk)
+check_packages=(clang clang-format clang-tidy git nodejs npm)
 fuzz_packages=(clang libclang-rt-14-dev)
 bench_packages=(nginx-light nodejs curl)
 
@@ -26,7 +29,10 @@ install_packages() {
   fi
   for package in "$@"; do
     # Another source of a program serves as well as Debian's package of it.
-    [ "$package" != nodejs ] || ! command -v node >/dev/null || continue
+    case "$package" in
+      nodejs) ! command -v node >/dev/null || continue ;;
+      npm) ! command -v npm >/dev/null || continue ;;
+    esac
     is_installed "$package" || missing+=("$package")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
@@ -36,4 +42,12 @@ install_packages() {
   "${as_root[@]}" apt-get -qq update
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq install --yes --no-remove --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# install_page_tools: what the page's tests take from npm, exactly as their lock names it.
+install_page_tools() {
+  local lock=tests/page/package-lock.json installed=tests/page/node_modules/.package-lock.json
+  [ "$lock" -nt "$installed" ] || return 0
+  echo "dev: installing what the page's tests need from npm"
+  (cd tests/page && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error >/dev/null)
 }
