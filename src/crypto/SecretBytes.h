@@ -9,7 +9,8 @@
 /// Overwrites memory in a way that the compiler keeps.
 void scrub(std::span<std::uint8_t> bytes);
 
-/// A key of fixed length that is overwritten when it ends. Copies are keys too.
+/// A key of fixed length that is overwritten when it ends or is moved away. It is copied only where
+/// that is said (`copy`), and never printed.
 template <std::size_t count>
 class SecretBytes {
   public:
@@ -17,12 +18,25 @@ class SecretBytes {
     explicit SecretBytes(std::span<const std::uint8_t, count> bytes) {
         std::ranges::copy(bytes, m_bytes.begin());
     }
-    SecretBytes(const SecretBytes&) = default;
-    SecretBytes& operator=(const SecretBytes&) = default;
+    SecretBytes(SecretBytes&& other) noexcept : m_bytes(other.m_bytes) { scrub(other.m_bytes); }
+    SecretBytes& operator=(SecretBytes&& other) noexcept {
+        if (this != &other) {
+            m_bytes = other.m_bytes;
+            scrub(other.m_bytes);
+        }
+        return *this;
+    }
+    SecretBytes(const SecretBytes&) = delete;
+    SecretBytes& operator=(const SecretBytes&) = delete;
     ~SecretBytes() { scrub(m_bytes); }
+
+    [[nodiscard]] SecretBytes copy() const { return SecretBytes(bytes()); }
 
     [[nodiscard]] std::span<const std::uint8_t, count> bytes() const { return m_bytes; }
     [[nodiscard]] std::span<std::uint8_t, count> writable() { return m_bytes; }
+
+    template <typename Stream>
+    friend Stream& operator<<(Stream&, const SecretBytes&) = delete;
 
   private:
     std::array<std::uint8_t, count> m_bytes;

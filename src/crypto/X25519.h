@@ -21,6 +21,10 @@ class X25519PrivateKey {
     [[nodiscard]] std::span<const std::uint8_t, size> bytes() const { return m_bytes.bytes(); }
     /// @throws std::runtime_error when OpenSSL fails
     [[nodiscard]] std::array<std::uint8_t, size> publicKey() const;
+    /// The secret that both sides compute. Nothing unless the other side's public key has 32 bytes,
+    /// and for the few that give the same secret with every private key (RFC 7748 section 6.1).
+    [[nodiscard]] std::optional<SecretBytes<size>>
+    sharedSecret(std::span<const std::uint8_t> otherPublicKey) const;
 
   private:
     explicit X25519PrivateKey(std::span<const std::uint8_t, size> bytes) : m_bytes(bytes) {}
