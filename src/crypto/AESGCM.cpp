@@ -53,6 +53,7 @@ bool addAssociatedData(EVP_CIPHER_CTX* context, std::string_view data) {
 
 std::vector<std::uint8_t> seal(const Key& key, std::span<const std::uint8_t> nonce,
                                std::string_view associatedData, std::string_view plaintext) {
+    const OpenSSLErrors errors;
     const Context context = begin(key, nonce, Direction::seal);
     std::vector<std::uint8_t> sealed(plaintext.size() + tagSize);
     int written = 0;
@@ -70,22 +71,23 @@ std::vector<std::uint8_t> seal(const Key& key, std::span<const std::uint8_t> non
 
 std::string open(const Key& key, std::span<const std::uint8_t> nonce,
                  std::string_view associatedData, std::span<const std::uint8_t> sealed) {
-    if (nonce.size() < nonceSize)
-        throw CipherError("nonce too short");
+    if (nonce.size() < nonceSize || nonce.size() > maximumNonceSize)
+        throw CipherError("not the length of a nonce");
     if (sealed.size() < tagSize)
         throw CipherError("no authentication tag");
+    const OpenSSLErrors errors;
     const Context context = begin(key, nonce, Direction::open);
     const auto ciphertext = sealed.first(sealed.size() - tagSize);
     std::string plaintext(ciphertext.size(), '\0');
     auto* const out = reinterpret_cast<unsigned char*>(plaintext.data());
     int written = 0;
-    requireOpenSSL(addAssociatedData(context.get(), associatedData) &&
-                       EVP_DecryptUpdate(context.get(), out, &written, ciphertext.data(),
-                                         lengthOf(ciphertext.size())) == 1 &&
-                       EVP_CIPHER_CTX_ctrl(
-                           context.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tagSize),
-                           const_cast<std::uint8_t*>(sealed.last(tagSize).data())) == 1,
-                   "OpenSSL could not open");
+    requireOpenSSL(
+        addAssociatedData(context.get(), associatedData) &&
+            EVP_DecryptUpdate(context.get(), out, &written, ciphertext.data(),
+                              lengthOf(ciphertext.size())) == 1 &&
+            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tagSize),
+                                const_cast<std::uint8_t*>(sealed.last(tagSize).data())) == 1,
+        "OpenSSL could not open");
     // Nothing of the plaintext leaves before the tag is found right.
     if (EVP_DecryptFinal_ex(context.get(), out + written, &written) != 1)
         throw CipherError("authentication failure");

@@ -10,8 +10,8 @@
 
 #include "crypto/SecretBytes.h"
 
-/// A sealed message that the cipher refuses: a nonce that is too short, or an authentication tag
-/// that does not fit key, nonce, associated data and ciphertext.
+/// A sealed message that the cipher refuses: a nonce of a wrong length, or an authentication
+/// tag that does not fit key, nonce, associated data and ciphertext.
 class CipherError final : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -22,6 +22,8 @@ namespace aesgcm {
 
 using Key = SecretBytes<32>;
 inline constexpr std::size_t nonceSize = 12;
+/// OpenSSL opens with no longer one.
+inline constexpr std::size_t maximumNonceSize = 128;
 inline constexpr std::size_t tagSize = 16;
 
 /// The ciphertext and, behind it, the tag.
@@ -32,7 +34,7 @@ inline constexpr std::size_t tagSize = 16;
                                              std::string_view plaintext);
 
 /// The plaintext.
-/// @param nonce 12 bytes or more
+/// @param nonce 12 to 128 bytes
 /// @param sealed ciphertext and tag, as `seal` gives them
 /// @throws CipherError
 [[nodiscard]] std::string open(const Key& key, std::span<const std::uint8_t> nonce,

@@ -11,8 +11,7 @@ using Key = OpenSSLPointer<EVP_PKEY, EVP_PKEY_free>;
 using KeyContext = OpenSSLPointer<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 
 Key privateKey(std::span<const std::uint8_t, X25519PrivateKey::size> bytes) {
-    return Key(
-        EVP_PKEY_new_raw_private_key(EVP_PKEY_X25519, nullptr, bytes.data(), bytes.size()));
+    return Key(EVP_PKEY_new_raw_private_key(EVP_PKEY_X25519, nullptr, bytes.data(), bytes.size()));
 }
 
 } // namespace
@@ -31,6 +30,7 @@ std::optional<X25519PrivateKey> X25519PrivateKey::from(std::span<const std::uint
 }
 
 std::array<std::uint8_t, X25519PrivateKey::size> X25519PrivateKey::publicKey() const {
+    const OpenSSLErrors errors;
     const Key key = privateKey(bytes());
     std::array<std::uint8_t, size> result{};
     std::size_t length = result.size();
@@ -43,6 +43,7 @@ std::optional<SecretBytes<X25519PrivateKey::size>>
 X25519PrivateKey::sharedSecret(std::span<const std::uint8_t> otherPublicKey) const {
     if (otherPublicKey.size() != size)
         return std::nullopt;
+    const OpenSSLErrors errors;
     const Key own = privateKey(bytes());
     const Key other(
         EVP_PKEY_new_raw_public_key(EVP_PKEY_X25519, nullptr, otherPublicKey.data(), size));
