@@ -16,12 +16,25 @@ namespace {
 constexpr std::size_t longestLine = PIPE_BUF;
 constexpr std::string_view cutMark = " …";
 
+std::string visibleLines(std::string_view text) {
+    std::string result;
+    for (;;) {
+        const std::size_t end = text.find('\n');
+        result += text::visible(text.substr(0, end));
+        if (end == text.npos)
+            return result;
+        result += '\n';
+        text.remove_prefix(end + 1);
+    }
+}
+
 } // namespace
 
-std::string line(double millisecondsSince1970, std::string_view message) {
+std::string line(double millisecondsSince1970, const LogMessage& message) {
     std::string result = wallclock::iso8601(millisecondsSince1970);
     result += ' ';
-    result += text::visible(message.substr(0, longestLine));
+    const std::string_view text = message.text.substr(0, longestLine);
+    result += message.keepsLineFeeds ? visibleLines(text) : text::visible(text);
     if (result.size() >= longestLine) {
         std::size_t end = longestLine - cutMark.size() - 1;
         while ((static_cast<unsigned char>(result[end]) & 0xC0) == 0x80)
@@ -33,7 +46,7 @@ std::string line(double millisecondsSince1970, std::string_view message) {
     return result;
 }
 
-void writeToStandardOutput(std::string_view message) {
+void writeToStandardOutput(const LogMessage& message) {
     // A reader that has stopped reading must not stop the program.
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
     if (::poll(&output, 1, 0) != 1 || (output.revents & POLLOUT) == 0)

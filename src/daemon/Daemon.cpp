@@ -56,10 +56,10 @@ void Daemon::start() {
 
 void Daemon::wireRelay() {
     RelayClient& relay = *m_environment.relay;
-    relay.log = [this](std::string_view message) { log(message); };
+    relay.log = [this](const LogMessage& message) { log(message); };
     relay.onChange = [this] {
         ++m_relayRevision;
-        Q_EMIT changed();
+        publishLocally();
     };
     relay.handlers = RelayClient::Handlers{
         [this] { return snapshot(); },
@@ -214,11 +214,15 @@ std::string Daemon::snapshotText() {
 }
 
 void Daemon::publish() {
+    publishLocally();
+    m_environment.relay->schedulePush();
+}
+
+void Daemon::publishLocally() {
     if (m_streams.empty())
         m_encoder.forget();
     else
         m_streams.broadcast(snapshotRecord());
-    m_environment.relay->schedulePush();
     Q_EMIT changed();
 }
 

@@ -46,7 +46,7 @@ class Daemon final : public QObject {
         LogSink log = logging::writeToStandardOutput;
         /// Seconds since the user's last input, as measured.
         std::function<double()> idleSeconds = [] { return 0.0; };
-        std::unique_ptr<RelayClient> relay = std::make_unique<RelayClient>();
+        std::unique_ptr<RelayClient> relay; ///< always there
         /// The web page.
         std::filesystem::path page;
         /// The hook's program as it came with this one.
@@ -76,7 +76,7 @@ class Daemon final : public QObject {
     [[nodiscard]] JSONValue snapshot();
     /// The snapshot's member "presence".
     [[nodiscard]] JSONObject presence();
-    void log(std::string_view message) { m_environment.log(message); }
+    void log(const LogMessage& message) { m_environment.log(message); }
 
     // Configuration operations. Each saves, applies the relay settings, decides away anew and
     // publishes; a failed save is logged and leaves the change in force.
@@ -132,6 +132,8 @@ class Daemon final : public QObject {
     };
 
     void wireRelay();
+    /// For what the phones learn by other ways, or need not know: how the relay is.
+    void publishLocally();
     /// Whether the file or, because of it, the decision had changed.
     bool reloadConfigIfChanged();
     void syncRelay();

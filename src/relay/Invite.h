@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -15,4 +16,12 @@ struct Invite {
     [[nodiscard]] std::string link() const;
 
     bool operator==(const Invite&) const = default;
+};
+
+/// An invite together with the moment at which it ends.
+struct LiveInvite {
+    Invite invite;
+    std::chrono::system_clock::time_point expires;
+
+    bool operator==(const LiveInvite&) const = default;
 };

@@ -12,13 +12,15 @@
 #include "core/AtomicFile.h"
 #include "daemon/Daemon.h"
 #include "support/Eventually.h"
+#include "support/FakeScheduler.h"
 #include "support/RawSocket.h"
 #include "support/TemporaryDirectory.h"
 
 /// A carrier to the phones that writes down what it is asked for.
 class RecordingRelay final : public RelayClient {
   public:
-    explicit RecordingRelay(std::vector<std::string>& calls) : m_calls(calls) {}
+    RecordingRelay(std::vector<std::string>& calls, Scheduler& scheduler)
+        : RelayClient({{}, scheduler}), m_calls(calls) {}
 
     void update(const std::optional<RelayConfig>& relay) override {
         m_calls.push_back(relay ? "update " + relay->url : "update nothing");
@@ -83,12 +85,12 @@ class DaemonFixture : public testing::Test {
             const auto found = m_variables.find(name);
             return found == m_variables.end() ? std::nullopt : std::optional(found->second);
         };
-        auto relay = std::make_unique<RecordingRelay>(m_calls);
+        auto relay = std::make_unique<RecordingRelay>(m_calls, m_scheduler);
         m_relay = relay.get();
         m_daemon = std::make_unique<Daemon>(Daemon::Environment{
             .locations = Locations::from(lookup, m_home.path()),
             .variables = lookup,
-            .log = [this](std::string_view message) { m_log.emplace_back(message); },
+            .log = [this](const LogMessage& message) { m_log.emplace_back(message.text); },
             .idleSeconds =
                 [this] {
                     ++m_idleReadings;
@@ -171,6 +173,7 @@ class DaemonFixture : public testing::Test {
     double m_idleSeconds = 0;
     int m_idleReadings = 0;
     int m_edits = 0;
+    FakeScheduler m_scheduler;
     RecordingRelay* m_relay = nullptr;
     std::unique_ptr<Daemon> m_daemon;
 };

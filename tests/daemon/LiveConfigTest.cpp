@@ -21,7 +21,8 @@ class LiveConfigTest : public testing::Test {
   protected:
     LiveConfigTest() {
         m_home.put("config.json", good);
-        m_config.emplace(m_locations, [this](std::string_view line) { m_log.emplace_back(line); });
+        m_config.emplace(m_locations,
+                         [this](const LogMessage& message) { m_log.emplace_back(message.text); });
     }
 
     // Until the file counts as final; it is looked at as often as the daemon does.

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "core/Config.h"
+#include "core/JSONValue.h"
+#include "crypto/AESGCM.h"
+#include "relay/Invite.h"
+
+/// The invites that are out, and what becomes of a phone that comes with one. They live in memory
+/// alone: after a restart every earlier QR code is dead.
+class Pairing {
+  public:
+    using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+    /// A phone that has proved that it saw the invite.
+    struct Paired {
+        PairedDevice device;
+        aesgcm::Key key;
+        std::string inviteHash;
+    };
+    struct Refusal {
+        std::string logLine; ///< empty when there is nothing to say
+    };
+    /// An invite's hash, and when it ends.
+    struct Announcement {
+        std::string hash;
+        std::chrono::system_clock::time_point expires;
+    };
+
+    explicit Pairing(Clock now) : m_now(std::move(now)) {}
+
+    /// An invite that lives for ten minutes. Nothing when the settings' URL or key is not usable.
+    /// @throws std::runtime_error when the system gives no random bytes
+    [[nodiscard]] std::optional<LiveInvite> makeInvite(const RelayConfig& relay);
+    [[nodiscard]] bool isLive(const LiveInvite& invite) const;
+    [[nodiscard]] static Announcement announcementOf(const LiveInvite& invite);
+    /// All that are live; the others are forgotten.
+    [[nodiscard]] std::vector<Announcement> announcements();
+    void forgetInvites() { m_invites.clear(); }
+
+    /// Judges the relay's message of a phone that wants to pair: {"device", "invite", "pub",
+    /// "proof", "name"}. An invite pairs one phone; a wrong proof does not use it up.
+    [[nodiscard]] std::variant<Paired, Refusal> judge(const RelayConfig& relay,
+                                                      const JSONObject& request);
+
+  private:
+    void forgetExpired();
+
+    Clock m_now;
+    std::map<std::string, LiveInvite> m_invites; // By their hashes.
+};
