@@ -1,0 +1,248 @@
+#include "support/PhoneDouble.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "support/PhoneCrypto.h"
+
+namespace {
+
+using namespace phonecrypto;
+
+double now() {
+    using std::chrono::duration;
+    return std::floor(
+        duration<double, std::milli>(std::chrono::system_clock::now().time_since_epoch()).count());
+}
+
+std::string textOf(const JSONObject& object) {
+    return json::compact(object).value();
+}
+
+struct Link {
+    std::string relayURL;
+    std::string channel;
+    std::string secret;
+    std::string macKey;
+};
+
+Link parse(std::string_view text) {
+    const std::size_t fragment = text.find("/#v=2&c=");
+    const std::size_t secret = text.find("&i=");
+    const std::size_t macKey = text.find("&m=");
+    if (macKey == std::string_view::npos || fragment > secret || secret > macKey)
+        throw std::invalid_argument("not a pairing link");
+    const auto between = [text](std::size_t from, std::size_t to) {
+        return text.substr(from, to == std::string_view::npos ? to : to - from);
+    };
+    return {std::string(text.substr(0, fragment)), std::string(between(fragment + 8, secret)),
+            fromBase64url(between(secret + 3, macKey)),
+            fromBase64url(between(macKey + 3, std::string_view::npos))};
+}
+
+std::string associatedData(std::string_view channel, std::string_view device,
+                           std::string_view direction) {
+    return "tamsell2|" + std::string(channel) + "|" + std::string(device) + "|" +
+           std::string(direction);
+}
+
+} // namespace
+
+void PhoneDouble::pair(std::string_view link, const std::optional<std::string>& name) {
+    sendFrame(textOf(startPairing(link, name)));
+    finishPairing();
+}
+
+JSONObject PhoneDouble::startPairing(std::string_view link,
+                                     const std::optional<std::string>& name) {
+    const Link invite = parse(link);
+    const std::string device = toBase64url(randomBytes(16));
+    const std::string privateKey = randomBytes(32);
+    const std::string pub = toBase64url(publicKey(privateKey));
+    m_identity = {invite.relayURL, invite.channel, device,
+                  hkdf(sharedSecret(privateKey, invite.macKey), invite.secret,
+                       "tamsell device v2|" + invite.channel + "|" + device)};
+    const std::string token = hmacText(invite.secret, "tamsell invite v2");
+    open("role=pair&device=" + device + "&invite=" + token);
+    JSONObject request{{"t", "pair"},
+                       {"device", device},
+                       {"invite", hashText(token)},
+                       {"pub", pub},
+                       {"proof", hmacText(invite.secret, "tamsell pair v2|" + device + "|" + pub +
+                                                             "|" + name.value_or(""))}};
+    if (name)
+        request.set("name", *name);
+    return request;
+}
+
+void PhoneDouble::finishPairing() {
+    wait("the relay to say that the phone is paired", [this] { return m_isPaired; });
+    disconnect();
+}
+
+void PhoneDouble::connect() {
+    open("role=phone&device=" + m_identity.device +
+         "&auth=" + hmacText(m_identity.key, "tamsell relay auth v2"));
+}
+
+void PhoneDouble::disconnect() {
+    if (!m_socket)
+        return;
+    m_socket->close();
+    waitForEnd();
+    m_socket.reset();
+}
+
+bool PhoneDouble::isConnected() const {
+    return m_socket && m_socket->state() == PhoneSocket::State::open;
+}
+
+std::string PhoneDouble::hello() {
+    return send({{"type", "hello"}});
+}
+
+std::string PhoneDouble::answer(std::string_view target, JSONObject answer) {
+    answer.set("type", "answer");
+    answer.set("target", target);
+    return send(std::move(answer));
+}
+
+std::string PhoneDouble::setMode(std::string_view mode) {
+    return send({{"type", "mode"}, {"mode", mode}});
+}
+
+std::string PhoneDouble::send(JSONObject message, const PhoneSealing& sealing) {
+    if (!message.find("id"))
+        message.set("id", toBase64url(randomBytes(12)));
+    if (!message.find("ts"))
+        message.set("ts", now());
+    sendPlaintext(textOf(message), sealing);
+    return message.optionalString("id").value_or("");
+}
+
+void PhoneDouble::sendPlaintext(std::string_view plaintext, const PhoneSealing& sealing) {
+    const std::string nonce = randomBytes(sealing.nonceSize);
+    const std::string sealed =
+        seal(sealing.key.value_or(m_identity.key), nonce,
+             associatedData(sealing.channel.value_or(m_identity.channel),
+                            sealing.device.value_or(m_identity.device), sealing.direction),
+             plaintext);
+    sendFrame(textOf({{"t", "msg"}, {"n", toBase64url(nonce)}, {"c", toBase64url(sealed)}}));
+}
+
+void PhoneDouble::sendFrame(std::string frame) {
+    if (!isConnected())
+        throw std::runtime_error("the phone is not connected");
+    m_lastFrame = frame;
+    m_socket->send(std::move(frame));
+}
+
+JSONObject PhoneDouble::waitFor(std::string_view type, const Predicate& fits) {
+    JSONObject found;
+    wait("a message of type " + std::string(type), [&] {
+        for (auto& [message, isTaken] : m_received) {
+            const std::string* its = message.string("type");
+            if (isTaken || !its || *its != type || (fits && !fits(message)))
+                continue;
+            isTaken = true;
+            found = message;
+            return true;
+        }
+        return false;
+    });
+    return found;
+}
+
+JSONObject PhoneDouble::resultOf(std::string_view id) {
+    return waitFor("result", [id](const JSONObject& message) {
+        const std::string* re = message.string("re");
+        return re && *re == id;
+    });
+}
+
+void PhoneDouble::waitForEnd() {
+    wait("the connection's end", [this] { return m_socket->state() == PhoneSocket::State::ended; });
+}
+
+std::vector<JSONObject> PhoneDouble::received() const {
+    const std::lock_guard lock(m_mutex);
+    std::vector<JSONObject> messages;
+    for (const Received& one : m_received)
+        messages.push_back(one.message);
+    return messages;
+}
+
+std::vector<std::string> PhoneDouble::frames() const {
+    const std::lock_guard lock(m_mutex);
+    return m_frames;
+}
+
+std::size_t PhoneDouble::unopened() const {
+    const std::lock_guard lock(m_mutex);
+    return m_unopened;
+}
+
+void PhoneDouble::open(const std::string& query) {
+    m_socket.reset();
+    m_isPaired = false;
+    m_socket = std::make_unique<PhoneSocket>(
+        m_identity.relayURL, "/ws/" + m_identity.channel + "?" + query, m_options.authorities,
+        PhoneSocket::Events{[this](std::string frame) { take(std::move(frame)); },
+                            [this] { m_changed.notify_all(); }});
+    wait("the relay to let the phone in",
+         [this] { return m_socket->state() != PhoneSocket::State::connecting; });
+    if (!isConnected())
+        throw std::runtime_error("the phone could not connect: " + m_socket->failure());
+}
+
+void PhoneDouble::take(std::string frame) {
+    const auto value = JSONValue::parse(frame);
+    const JSONValue* kind = value ? (*value)["t"] : nullptr;
+    const bool isSealed = value && (*value)["c"];
+    auto message = isSealed ? opened(*value) : std::nullopt;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (kind && *kind == JSONValue("paired"))
+            m_isPaired = true;
+        if (message)
+            m_received.push_back({std::move(*message)});
+        else if (isSealed)
+            ++m_unopened;
+        m_frames.push_back(std::move(frame));
+    }
+    m_changed.notify_all();
+}
+
+std::optional<JSONObject> PhoneDouble::opened(const JSONValue& frame) const {
+    const JSONObject& members = *frame.object();
+    try {
+        const auto plaintext = phonecrypto::open(
+            m_identity.key, fromBase64url(members.optionalString("n").value_or("")),
+            associatedData(m_identity.channel, m_identity.device, "m2p"),
+            fromBase64url(members.optionalString("c").value_or("")));
+        const auto value = plaintext ? JSONValue::parse(*plaintext) : std::nullopt;
+        if (value && value->object())
+            return *value->object();
+    } catch (const std::invalid_argument&) {
+        // Counted with those that did not open.
+    }
+    return std::nullopt;
+}
+
+void PhoneDouble::wait(std::string_view what, const std::function<bool()>& isOver) {
+    const auto deadline = std::chrono::steady_clock::now() + m_options.patience;
+    std::unique_lock lock(m_mutex);
+    while (!isOver()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            throw std::runtime_error("the phone waited in vain for " + std::string(what));
+        if (m_options.turn) {
+            lock.unlock();
+            m_options.turn();
+            lock.lock();
+        } else {
+            // A change of the socket's state is made under its own lock, so that its notice can
+            // come just before this waits.
+            m_changed.wait_for(lock, std::chrono::milliseconds(10));
+        }
+    }
+}

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/JSONValue.h"
+#include "support/PhoneSocket.h"
+
+/// How a message is sealed; each difference is one that the daemon refuses.
+struct PhoneSealing {
+    std::string direction = "p2m";
+    std::optional<std::string> channel;
+    std::optional<std::string> device;
+    std::optional<std::string> key;
+    std::size_t nonceSize = 12;
+};
+
+/// A phone for tests and the demo. It shares no code with the daemon's side of the wire: its
+/// cryptography is nettle's and its WebSocket Boost.Beast's.
+///
+///     PhoneDouble phone;
+///     phone.pair(link, "iPhone");
+///     phone.connect();
+///     const auto question = phone.waitFor("notify");
+///     const std::string id = phone.answer(*question.string("target"), {{"action", "allow"}});
+///     phone.waitFor("result", [&](const JSONObject& message) { return *message.string("re") == id;
+///     });
+///
+/// Every operation that waits throws std::runtime_error with what it waited for when that does not
+/// come within its patience.
+class PhoneDouble {
+  public:
+    struct Options {
+        /// A PEM file of the certificates that a relay over TLS must be signed by.
+        std::string authorities;
+        /// What a wait does until it looks again, for a test whose own thread runs the daemon: one
+        /// turn of its loop. Without it a wait blocks.
+        std::function<void()> turn;
+        std::chrono::milliseconds patience = std::chrono::seconds(10);
+    };
+
+    /// What a phone keeps once it is paired.
+    struct Identity {
+        std::string relayURL;
+        std::string channel;
+        std::string device; ///< its id, 22 characters
+        std::string key;    ///< 32 bytes
+    };
+
+    using Predicate = std::function<bool(const JSONObject& message)>;
+
+    PhoneDouble() : PhoneDouble(Options{}) {}
+    explicit PhoneDouble(Options options) : m_options(std::move(options)) {}
+    /// One that was paired before.
+    explicit PhoneDouble(Identity identity) : PhoneDouble(std::move(identity), Options{}) {}
+    PhoneDouble(Identity identity, Options options)
+        : m_options(std::move(options)), m_identity(std::move(identity)) {}
+
+    [[nodiscard]] const Identity& identity() const { return m_identity; }
+
+    /// Takes a new id and a new key pair and gets paired.
+    void pair(std::string_view link, const std::optional<std::string>& name = "iPhone");
+    /// The first half of it: connects as one who wants to be paired, and sends nothing.
+    /// @return the request that `pair` sends
+    JSONObject startPairing(std::string_view link,
+                            const std::optional<std::string>& name = "iPhone");
+    /// The second half: waits until the relay says that it is done.
+    void finishPairing();
+
+    /// Connects as a paired phone. Throws with "HTTP 401" in the text when the relay refuses.
+    void connect();
+    void disconnect();
+    [[nodiscard]] bool isConnected() const;
+
+    /// These return the message's id, which "re" of the daemon's result names.
+    std::string hello();
+    std::string answer(std::string_view target, JSONObject answer);
+    std::string setMode(std::string_view mode);
+    /// Adds "id" and "ts" unless they are there, seals and sends.
+    std::string send(JSONObject message, const PhoneSealing& sealing = {});
+
+    /// Any plaintext at all.
+    void sendPlaintext(std::string_view plaintext, const PhoneSealing& sealing = {});
+    /// Any text frame at all.
+    void sendFrame(std::string frame);
+    /// The last frame that was sent, once more.
+    void resend() { sendFrame(m_lastFrame); }
+
+    /// The first message of that "type" that fits and that no call has returned before; of those
+    /// that have come, or the next to come.
+    JSONObject waitFor(std::string_view type, const Predicate& fits = {});
+    /// The result of the request with that id.
+    JSONObject resultOf(std::string_view id);
+    /// Waits until the relay has ended the connection.
+    void waitForEnd();
+
+    /// All opened messages of all connections, in the order of their coming.
+    [[nodiscard]] std::vector<JSONObject> received() const;
+    /// All frames as they came, sealed or not.
+    [[nodiscard]] std::vector<std::string> frames() const;
+    /// How many sealed frames did not open.
+    [[nodiscard]] std::size_t unopened() const;
+
+  private:
+    struct Received {
+        JSONObject message;
+        bool isTaken = false;
+    };
+
+    void open(const std::string& query);
+    void take(std::string frame);
+    [[nodiscard]] std::optional<JSONObject> opened(const JSONValue& frame) const;
+    void wait(std::string_view what, const std::function<bool()>& isOver);
+
+    const Options m_options;
+    Identity m_identity;
+    std::string m_lastFrame;
+
+    // Below: shared with the socket's thread.
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Received> m_received;
+    std::vector<std::string> m_frames;
+    std::size_t m_unopened = 0;
+    bool m_isPaired = false;
+
+    std::unique_ptr<PhoneSocket> m_socket; // Last, because its thread uses the others.
+};
