@@ -11,6 +11,8 @@
 #include "platform/DescriptorLimit.h"
 #include "platform/IdleSources.h"
 #include "platform/IdleTime.h"
+#include "platform/QtScheduler.h"
+#include "platform/QtWebSocketTask.h"
 #include "platform/TerminationSignals.h"
 
 namespace {
@@ -43,9 +45,15 @@ int runDaemon(int argc, char* argv[]) {
         return std::chrono::duration<double>(idleTime.sinceLastInput()).count();
     };
 
+    QtScheduler scheduler;
+    auto relay = std::make_unique<RelayClient>(RelayClient::Environment{
+        QtWebSocketTask::opener(scheduler, QtWebSocketTask::Options::from(processEnvironment)),
+        scheduler});
+
     const Bundle bundle = Bundle::ofThisProcess();
     Daemon daemon({.locations = locations,
                    .idleSeconds = idleSeconds,
+                   .relay = std::move(relay),
                    .page = bundle.resource("app.html"),
                    .bundledHook = bundle.auxiliaryExecutable("tamsell-hook")});
     QObject::connect(&daemon, &Daemon::changed, &application, [&] {
