@@ -1,4 +1,4 @@
-# Debian's packages, by what needs them, and how they are installed; npm's for the page's tests. Sourced by ./dev.
+# Debian's packages, by what needs them, and how they are installed; npm's for the tests of page and phone. Sourced by ./dev.
 
 build_packages=(
   g++ cmake ninja-build pkg-config ccache mold python3
@@ -45,10 +45,12 @@ install_packages() {
     apt-get -qq install --yes --no-remove --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# install_page_tools: what the page's tests take from npm, exactly as their lock names it.
-install_page_tools() {
-  local lock=tests/page/package-lock.json installed=tests/page/node_modules/.package-lock.json
-  [ "$lock" -nt "$installed" ] || return 0
-  echo "dev: installing what the page's tests need from npm"
-  (cd tests/page && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error >/dev/null)
+# install_npm_tools: what the tests of page and phone take from npm, exactly as their locks name it.
+install_npm_tools() {
+  local folder
+  for folder in tests/page tests/phone; do
+    [ "$folder/package-lock.json" -nt "$folder/node_modules/.package-lock.json" ] || continue
+    echo "dev: installing what $folder needs from npm"
+    (cd "$folder" && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error >/dev/null)
+  done
 }
