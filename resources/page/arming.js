@@ -5,8 +5,8 @@
  * one, so that a rhythm of clicks does not run on into it.
  */
 
-/** Milliseconds. */
-export const armingTime = 600;
+// Milliseconds, longer than somebody needs who is about to press to see that something else is there, and to stop.
+const armingTime = 600;
 // Milliseconds of rest after a press, until a button that came under the pointer counts the next one.
 const restTime = 3000;
 

@@ -31,7 +31,8 @@ export function asked(blocks) {
   const button = element("button", { type: "button", class: "plain", click: () => layOut((limit *= 2)) }, "再顯示一些");
   const more = element("p", { class: "more" }, caption, button);
   function layOut(until) {
-    // What follows the last character is only laid out, or there is nothing and this is the end.
+    // Behind the last character there may be empty rows and boxes, which only the overhead bounds, or nothing at all:
+    // whether this is the end only the writer knows.
     while (overhead < until && (laidOut < until || laidOut === total)) {
       const step = writer.next();
       if (step.done === true) {
@@ -52,7 +53,7 @@ export function asked(blocks) {
 }
 
 /** Those that a person would count, line breaks included. @param {import("./view.js").Block} block */
-export function charactersOf(block) {
+function charactersOf(block) {
   const texts = textsOf(block);
   const breaks = "lines" in block ? Math.max(0, texts.length - 1) : 0;
   return texts.reduce((sum, text) => sum + characters(text), breaks);
@@ -150,9 +151,9 @@ function words(text) {
     for (const word of piece.text.split(/([ \t]+)/)) {
       if (word.length > 1 && /[^A-Za-z0-9_. \t]/.test(word)) {
         const whole = element("span", { class: "word" });
-        for (const part of word.split(/(-+[^-]?)/u)) {
-          if (part.startsWith("-")) whole.append(element("span", { class: "hyphen" }, part));
-          else if (part) whole.append(part);
+        for (const segment of word.split(/(-+[^-]?)/u)) {
+          if (segment.startsWith("-")) whole.append(element("span", { class: "hyphen" }, segment));
+          else if (segment) whole.append(segment);
         }
         fragment.append(whole);
       } else if (word) {

@@ -12,10 +12,11 @@ const warningTriangle = [
   "M8.7 3.1a1.5 1.5 0 0 1 2.6 0l6.85 11.85A1.5 1.5 0 0 1 16.85 17.2H3.15a1.5 1.5 0 0 1-1.3-2.25zM9.2 7.9v3.9a.8.8 0 0 0 1.6 0V7.9a.8.8 0 0 0-1.6 0zM10 13.35a.95.95 0 1 0 0 1.9.95.95 0 0 0 0-1.9z",
 ];
 
-// When the time is short the bar changes its colour and the number its weight.
 /** @typedef {{arming: import("./arming.js").Arming, still: import("./still.js").Still, clock: import("./serverclock.js").ServerClock}} Page */
 
+// When the time is short the bar changes its colour and the number its weight.
 const shortTime = 20_000;
+// A dozen lines of Chinese on a narrow screen; more would push the answers out of it.
 const longestClaim = 300;
 /** @type {import("./view.js").View} */
 const unreadable = {
@@ -24,6 +25,7 @@ const unreadable = {
   isCommand: false,
 };
 const endedElsewhere = "已經回答過或已逾時";
+const endedSomehow = "已經結束；不確定是不是你的回答";
 const outcomes = new Map([
   ["allow", "已允許"],
   ["always", "已允許，並且記住了"],
@@ -45,6 +47,7 @@ export class Card {
   #phase = "waiting"; // then "sending", back or on to "settled"
   #hasEnded = false; // The daemon does not list the item any more.
   #mayHaveArrived = false; // An answer was sent, and no response came.
+  #deliveredText = ""; // What the daemon took of the words typed here.
 
   /**
    * @param {object} item  a pending item of the snapshot
@@ -113,7 +116,7 @@ export class Card {
   end(height) {
     this.#hasEnded = true;
     if (this.#phase !== "waiting") return;
-    this.#settle(this.#mayHaveArrived ? "已經結束；不確定是不是你的回答" : endedElsewhere, height);
+    this.#settle(this.#mayHaveArrived ? endedSomehow : endedElsewhere, height);
   }
 
   // What can be done, in place of what could be done before.
@@ -168,8 +171,8 @@ export class Card {
   /** @param {"button.deny" | "button.always"} opener  gets the focus back */
   #back(opener) {
     this.#offerAnswers();
-    const button = /** @type {HTMLButtonElement | null} */ (this.#actions.querySelector(opener));
-    button?.focus({ preventScroll: true });
+    const target = /** @type {HTMLButtonElement | null} */ (this.#actions.querySelector(opener));
+    target?.focus({ preventScroll: true });
   }
 
   #offerReply() {
@@ -201,9 +204,10 @@ export class Card {
     this.element.classList.remove("is-sending");
     this.#phase = "waiting";
     if (response?.ok) {
+      this.#deliveredText = answer.message ?? answer.text ?? "";
       this.#settle(outcomes.get(answer.action));
     } else if (response?.status === 404) {
-      this.#settle(this.#mayHaveArrived ? "已經結束；不確定是不是你的回答" : (response.value?.error ?? endedElsewhere));
+      this.#settle(this.#mayHaveArrived ? endedSomehow : (response.value?.error ?? endedElsewhere));
     } else {
       this.#mayHaveArrived ||= !response;
       if (this.#hasEnded) return this.end();
@@ -228,8 +232,7 @@ export class Card {
     this.element.style.minHeight = `${height}px`;
     this.element.classList.add("is-settled");
     this.element.classList.remove("is-short");
-    const isUnsent =
-      typed && typed.value.trim() !== "" && text !== outcomes.get("reply") && text !== outcomes.get("deny");
+    const isUnsent = typed && typed.value.trim() !== "" && typed.value !== this.#deliveredText;
     const said = element("p", { class: "outcome", role: "status" }, icon(checkmark), text);
     // It stands where an approving button was, and another one may come to stand here.
     this.#offer(

@@ -73,9 +73,9 @@ export function beginning(text) {
 /** A text from outside without line breaks of its own, which show as "↵". @param {string} text */
 export function inOneLine(text) {
   const fragment = document.createDocumentFragment();
-  text.split(/\r?\n/).forEach((part, index) => {
+  text.split(/\r?\n/).forEach((segment, index) => {
     if (index > 0) fragment.append(element("span", { class: "break" }, "↵"));
-    fragment.append(shown(part));
+    fragment.append(shown(segment));
   });
   return fragment;
 }

@@ -3,6 +3,7 @@ import { element, line, part } from "./dom.js";
 import { Folded } from "./folded.js";
 import { clock } from "./format.js";
 
+// What has just happened; the daemon remembers five times as many.
 const eventsAtFirst = 10;
 
 export class Events {

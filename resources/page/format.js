@@ -3,7 +3,6 @@
 /** "1:24", "1:02:03"; never below zero. @param {number} milliseconds */
 export function countdown(milliseconds) {
   const seconds = Math.max(0, Math.floor(milliseconds / 1000));
-  const two = (number) => String(number).padStart(2, "0");
   const minutes = Math.floor(seconds / 60);
   if (minutes < 60) return `${minutes}:${two(seconds % 60)}`;
   return `${Math.floor(minutes / 60)}:${two(minutes % 60)}:${two(seconds % 60)}`;
@@ -21,7 +20,6 @@ export function ago(then, now) {
 /** "18:42:07", with the day before it when that is not today's. @param {number} then @param {number} now */
 export function clock(then, now) {
   const date = new Date(then);
-  const two = (number) => String(number).padStart(2, "0");
   const time = [date.getHours(), date.getMinutes(), date.getSeconds()].map(two).join(":");
   return date.toDateString() === new Date(now).toDateString()
     ? time
@@ -42,4 +40,8 @@ export function sessionName(session) {
 /** A path with "~" for a home directory. @param {string} path */
 export function shortPath(path) {
   return path.replace(/^(?:\/home\/[^/]+|\/Users\/[^/]+|\/root)(?=\/|$)/, "~");
+}
+
+function two(number) {
+  return String(number).padStart(2, "0");
 }

@@ -30,7 +30,9 @@ export class Phones {
   #invite; // {link, expires} while one is shown.
   #renewedAt = -Infinity;
   #removing;
-  #loads = 0;
+  /** @type {Promise<void> | undefined} */
+  #loading; // While the phones are asked for.
+  #isOutdated = false; // They have changed since that began.
   #pairings = 0;
 
   /** @param {{still: import("./still.js").Still, clock: import("./serverclock.js").ServerClock}} page */
@@ -61,10 +63,25 @@ export class Phones {
     this.#relayText = "";
   }
 
-  async #load() {
-    const turn = ++this.#loads;
+  // One request at a time: whatever changes meanwhile, however often, is one more after it.
+  #load() {
+    this.#isOutdated = true;
+    return (this.#loading ??= this.#loadWhileOutdated());
+  }
+
+  async #loadWhileOutdated() {
+    try {
+      while (this.#isOutdated) {
+        this.#isOutdated = false;
+        await this.#loadOnce();
+      }
+    } finally {
+      this.#loading = undefined; // At once, or what changes now would wait for nobody.
+    }
+  }
+
+  async #loadOnce() {
     const response = await request("GET", "/devices").catch(() => undefined);
-    if (turn !== this.#loads) return; // A later one knows more.
     if (!Array.isArray(response?.value)) return this.forget();
     const known = this.#devices && new Set(this.#devices.map((device) => device.id));
     const added = response.value.filter((device) => known?.has(device.id) === false);

@@ -3,6 +3,7 @@ import { element, line, part, pathLine } from "./dom.js";
 import { Folded } from "./folded.js";
 import { ago, sessionName, shortPath } from "./format.js";
 
+// More of them would push the phones, which stand below, out of most windows.
 const sessionsAtFirst = 8;
 
 export class Sessions {

@@ -7,8 +7,10 @@
 import { address } from "./api.js";
 import { parseExactly } from "./numbers.js";
 
-// The daemon sends a comment every 20 seconds.
+// The daemon sends a comment every 20 seconds: two of them are missing, and they were not only late.
 const silence = 45_000;
+// A daemon that was started again is soon there. One that stays away is not asked all the time, and when it comes back
+// nobody waits for long in front of the page.
 const firstPause = 500;
 const longestPause = 5_000;
 

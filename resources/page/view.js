@@ -14,6 +14,7 @@
 import { diffLines, linesOf, pairLimit } from "./diff.js";
 import { ExactNumber } from "./numbers.js";
 
+// Two blanks a level are 80 columns by then, about as many as a box has.
 const indentedDepth = 40;
 
 /**
@@ -22,12 +23,12 @@ const indentedDepth = 40;
  */
 export function viewOf(item) {
   if (item.kind !== "permission") {
-    const blocks = item.lastMessage ? [prose("最後的訊息", item.lastMessage)] : [note("agent 沒有留下訊息")];
+    const blocks = item.lastMessage ? [prose("最後的訊息", item.lastMessage)] : [note("agent 沒有留下訊息。")];
     return { blocks, claim: "", isCommand: false };
   }
   const input = /** @type {any} */ (item.input);
   if (!isObject(input)) {
-    const blocks = input === undefined || input === null ? [note("agent 沒有說要做什麼")] : [json("內容", input)];
+    const blocks = input === undefined || input === null ? [note("agent 沒有說要做什麼。")] : [json("內容", input)];
     return { blocks, claim: "", isCommand: false };
   }
   const reader = new Reader(input);
@@ -114,8 +115,8 @@ function readableBlocks(reader, tool) {
   const plan = reader.text("plan");
   if (plan !== undefined) blocks.push(prose("計畫", plan));
   const questions = reader.list("questions");
-  for (const asked of questions ?? []) for (const block of question(asked)) blocks.push(block);
-  if (questions) blocks.push(note("這裡不能選；可以拒絕，並把你的選擇寫在理由裡"));
+  for (const entry of questions ?? []) for (const block of question(entry)) blocks.push(block);
+  if (questions) blocks.push(note("這裡不能選；可以拒絕，並把你的選擇寫在理由裡。"));
   return blocks;
 }
 
@@ -140,11 +141,12 @@ function edit(before, after, heading, limit = pairLimit) {
     signs: lines.map((line) => line.sign),
   });
   if (before !== "" && after !== "" && before.endsWith("\n") !== after.endsWith("\n"))
-    blocks.push(note(after.endsWith("\n") ? "最後多了一個換行" : "最後少了一個換行，會和下一行連在一起"));
+    blocks.push(note(after.endsWith("\n") ? "最後多了一個換行。" : "最後少了一個換行，會和下一行連在一起。"));
   return blocks;
 }
 
-// A patch already has its signs; they stay where they are, so that a path may begin with one.
+// A patch has its signs in front of its lines. They move into the gutter, as in a diff; a line without one stays as it
+// is, with the blank that it may begin with.
 /** @returns {CodeBlock | NoteBlock} */
 function patch(text) {
   if (text === "") return empty();
@@ -158,20 +160,20 @@ function patch(text) {
   };
 }
 
-function question(asked) {
+function question(entry) {
   // More in it than its view would show does not hide behind the view.
   if (
-    !hasOnly(asked, ["question", "header", "options", "multiSelect"]) ||
-    typeof asked.question !== "string" ||
-    !["string", "undefined"].includes(typeof asked.header) ||
-    !["boolean", "undefined"].includes(typeof asked.multiSelect) ||
-    !Array.isArray(asked.options)
+    !hasOnly(entry, ["question", "header", "options", "multiSelect"]) ||
+    typeof entry.question !== "string" ||
+    !["string", "undefined"].includes(typeof entry.header) ||
+    !["boolean", "undefined"].includes(typeof entry.multiSelect) ||
+    !Array.isArray(entry.options)
   )
-    return [json("問題", asked)];
+    return [json("問題", entry)];
   /** @type {Block[]} */
-  const blocks = [prose("問題", asked.header ? `${asked.header}：${asked.question}` : asked.question)];
-  if (asked.multiSelect === true) blocks.push(note("可複選"));
-  for (const option of asked.options) {
+  const blocks = [prose("問題", entry.header ? `${entry.header}：${entry.question}` : entry.question)];
+  if (entry.multiSelect === true) blocks.push(note("可複選"));
+  for (const option of entry.options) {
     const isKnown =
       hasOnly(option, ["label", "description"]) &&
       typeof option.label === "string" &&

@@ -23,9 +23,7 @@ const pictogram = /\p{Extended_Pictographic}$/u;
 export function piecesOf(text) {
   const pieces = [];
   let begin = 0;
-  for (const { 0: character, index } of text.matchAll(hiddenCharacter)) {
-    // The selector that only asks for the coloured form of the pictogram before it.
-    if (character === colouredForm && pictogram.test(text.slice(Math.max(0, index - 2), index))) continue;
+  for (const { character, index } of hiddenIn(text)) {
     if (index > begin) pieces.push({ text: text.slice(begin, index) });
     pieces.push({ mark: markOf(character) });
     begin = index + character.length;
@@ -36,10 +34,7 @@ export function piecesOf(text) {
 
 /** Whether the text has a character that would be marked. @param {string} text */
 export function hidesSomething(text) {
-  for (const { 0: character, index } of text.matchAll(hiddenCharacter)) {
-    if (character !== colouredForm || !pictogram.test(text.slice(Math.max(0, index - 2), index))) return true;
-  }
-  return false;
+  return !hiddenIn(text).next().done;
 }
 
 /** The text with its marks in line, for a tool tip or an accessible name. @param {string} text */
@@ -47,6 +42,15 @@ export function visibleText(text) {
   return piecesOf(text)
     .map((piece) => ("mark" in piece ? `[${piece.mark}]` : piece.text))
     .join("");
+}
+
+/** @returns {Generator<{character: string, index: number}, void>} */
+function* hiddenIn(text) {
+  for (const { 0: character, index } of text.matchAll(hiddenCharacter)) {
+    // The selector that only asks for the coloured form of the pictogram before it hides nothing.
+    const isSelector = character === colouredForm && pictogram.test(text.slice(Math.max(0, index - 2), index));
+    if (!isSelector) yield { character, index };
+  }
 }
 
 function markOf(character) {

@@ -103,6 +103,7 @@ test("an agent gets the answer that was given on the page", async (t) => {
     await page.keyboard.press("Enter");
     assert.deepEqual(await printed(hook), instructed("補上測試\nthen push"));
     await says(card.locator(".outcome"), "已送出");
+    assert.equal(await card.getByRole("textbox").count(), 0);
     assert.equal((await answers()).length, 1);
   });
 

@@ -149,22 +149,12 @@ test("the view of an item", async (t) => {
     }
   });
 
-  await t.test("reads as a person would write it", () => {
+  await t.test("tells edits, patches and empty files apart", () => {
     const code = (label, lines, signs) => ({ kind: "code", label, lines, ...(signs && { signs: [...signs] }) });
     const note = (text) => ({ kind: "note", text });
     const edit = fixture("claude/permission_request_edit").tool_input;
     const patch = fixture("codex/permission_request_apply_patch").tool_input;
-    const questions = fixture("claude/permission_request_ask_user_question").tool_input;
     for (const [tool, input, ...blocks] of [
-      ["Bash", { command: "a\nb\n", description: "why" }, code("指令", ["a", "b"])],
-      ["Bash", { command: "" }, note("（空的）")],
-      [
-        "Bash",
-        { command: "a", timeout: 5 },
-        code("指令", ["a"]),
-        note("其他："),
-        code("其他", ["{", '  "timeout": 5', "}"]),
-      ],
       [
         "Edit",
         { ...edit, replace_all: true },
@@ -176,7 +166,7 @@ test("the view of an item", async (t) => {
         "Edit",
         { old_string: "a\n", new_string: "b" },
         code("修改", ["a", "b"], "-+"),
-        note("最後少了一個換行，會和下一行連在一起"),
+        note("最後少了一個換行，會和下一行連在一起。"),
       ],
       [
         "MultiEdit",
@@ -201,21 +191,21 @@ test("the view of an item", async (t) => {
         ),
       ],
       ["apply_patch", { command: "--- a" }, code("修補", ["-- a"], "-")],
-      [
-        "AskUserQuestion",
-        { questions: questions.questions.slice(1) },
-        { kind: "prose", label: "問題", lines: ["Targets：Which targets must build?"] },
-        note("可複選"),
-        ...["Debian", "Arch", "Fedora"].map((text) => ({ kind: "option", text, description: "" })),
-        note("這裡不能選；可以拒絕，並把你的選擇寫在理由裡"),
-      ],
-      ["X", {}, code("內容", ["{}"])],
-      ["X", ["a"], code("內容", ["[", '  "a"', "]"])],
-      ["X", null, note("agent 沒有說要做什麼")],
     ])
       assert.deepEqual(viewOf(permission(tool, input)).blocks, blocks, JSON.stringify(input));
-    assert.deepEqual(viewOf({ kind: "stop", lastMessage: undefined }).blocks, [note("agent 沒有留下訊息")]);
+  });
+
+  await t.test("says something of what says nothing", () => {
+    const silent = [
+      { kind: "stop" },
+      ...[undefined, null, {}, [], "", { command: "" }].map((it) => permission("X", it)),
+    ];
+    for (const item of silent) assert.ok(viewOf(item).blocks.flatMap(textsOf).join("").trim(), JSON.stringify(item));
+  });
+
+  await t.test("has the agent's description as a claim only beside a command", () => {
     assert.equal(viewOf(permission("Bash", { command: "a", description: "why" })).claim, "why");
+    assert.equal(viewOf(permission("X", { description: "what" })).claim, "");
   });
 });
 
@@ -224,18 +214,14 @@ test("what always remembers", () => {
   const add = { type: "addRules", rules: [rule], behavior: "allow", destination: "localSettings" };
   const known = (heading, entries, place) => ({ heading, entries, place });
   const asJSON = (value) => known("agent 會照這樣記住：", JSON.stringify(value, null, 2).split("\n"), "");
-  const local = "寫入這個專案的本機設定（localSettings）。";
-  const allow = "以後不再問，直接允許：";
   for (const [suggestion, expected] of [
-    [add, known(allow, ["Bash(git push:*)"], local)],
-    [{ ...add, rules: [{ toolName: "Read" }, rule] }, known(allow, ["Read", "Bash(git push:*)"], local)],
+    [
+      { ...add, rules: [{ toolName: "Read" }, rule] },
+      known("以後不再問，直接允許：", ["Read", "Bash(git push:*)"], "寫入這個專案的本機設定（localSettings）。"),
+    ],
     [
       { ...add, behavior: "deny", destination: "session" },
       known("以後一律拒絕：", ["Bash(git push:*)"], "只在這個工作階段有效（session）。"),
-    ],
-    [
-      { ...add, behavior: "ask", destination: "userSettings" },
-      known("以後每次都問：", ["Bash(git push:*)"], "寫入你的個人設定（userSettings）。"),
     ],
     [
       { type: "setMode", mode: "acceptEdits", destination: "projectSettings" },
@@ -252,11 +238,8 @@ test("what always remembers", () => {
   for (const unknown of [
     null,
     7,
-    "addRules",
-    [],
     { type: "removeRules", rules: [rule], behavior: "allow", destination: "session" },
     { ...add, behavior: "constructor" },
-    { ...add, type: "__proto__" },
     { ...add, rules: "all" },
     { ...add, rules: [{ ...rule, more: 1 }] },
     { ...add, rules: [JSON.parse('{"toolName":"Bash","__proto__":{}}')] },
@@ -264,7 +247,6 @@ test("what always remembers", () => {
     { ...add, destination: ["session"] },
     // An agent's words do not end up in a sentence of the page's.
     { ...add, destination: "session）。一小時後自動刪除（session" },
-    { ...add, destination: "constructor" },
     { ...add, destination: "__proto__" },
     { type: "addRules", rules: [rule], behavior: "allow" },
     { type: "addDirectories", directories: [{}], destination: "session" },
@@ -281,15 +263,13 @@ test("times, names and paths", () => {
   const now = new Date(2026, 10, 22, 18, 42, 7).getTime();
   const minute = 60_000;
   for (const [call, ...table] of [
-    [countdown, [-5, "0:00"], [999, "0:00"], [84_000, "1:24"], [3_599_999, "59:59"], [3_723_000, "1:02:03"]],
+    [countdown, [-5, "0:00"], [84_999, "1:24"], [3_599_999, "59:59"], [3_723_000, "1:02:03"]],
     [
       (past) => ago(now - past, now),
       ...[
         [-minute, "剛剛"],
         [59_999, "剛剛"],
-        [minute, "1 分鐘前"],
         [60 * minute, "1 小時前"],
-        [2880 * minute, "2 天前"],
       ],
     ],
     [(then) => clock(then, now), [now, "18:42:07"], [now - 24 * 60 * minute, "11/21 18:42"]],

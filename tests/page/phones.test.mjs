@@ -127,6 +127,75 @@ test("a test push says how it went", async (t) => {
   }
 });
 
+test("a daemon whose invites are always about to end is not asked all the time", async (t) => {
+  const { stage, page } = await stand(t);
+  stage.replies["/pair"] = { status: 200, body: { link, expires: now } };
+  let asked = 0;
+  page.on("request", (request) => (asked += Number(new URL(request.url()).pathname === "/pair")));
+  await page.clock.pauseAt(now + 20_000);
+  await button(page, "配對手機…").click();
+  await page.getByRole("group", { name: "配對連結" }).waitFor();
+  const seconds = []; // Those in which it was asked.
+  for (let second = 1; second <= 30; ++second) {
+    const before = asked;
+    await page.clock.runFor(1000);
+    await page.evaluate(() => fetch(location)); // What was asked before is known by then.
+    if (asked > before) seconds.push(second);
+  }
+  assert.ok(seconds.length >= 3, "it is asked again");
+  [0, ...seconds].reduce((last, second) => {
+    assert.ok(second - last >= 5, `asked after ${last} and ${second} seconds`);
+    return second;
+  });
+  assert.equal(asked, 1 + seconds.length);
+});
+
+test("a pairing link is copied, or selected for the person to copy", async (t) => {
+  const { stage, page, outcome } = await stand(t);
+  stage.replies["/pair"] = { status: 200, body: { link, expires: now + 600_000 } };
+  // All others are refused.
+  const allowOnly = (...permissions) => page.context().grantPermissions(permissions, { origin: stage.origin });
+  await button(page, "配對手機…").click();
+
+  await allowOnly("clipboard-read");
+  await button(page, "複製連結").click();
+  await says(outcome, "已選取連結，請自己複製。");
+  assert.equal(await page.evaluate(() => getSelection().toString()), link);
+
+  await allowOnly("clipboard-read", "clipboard-write");
+  await button(page, "複製連結").click();
+  await says(outcome, "已複製連結");
+  assert.equal(await page.evaluate(() => navigator.clipboard.readText()), link);
+});
+
+test("phones that come and go in quick succession are asked for one request at a time", async (t) => {
+  const { stage, page } = await stand(t);
+  let requests = 0;
+  let answer;
+  const held = new Promise((resolve) => (answer = resolve));
+  await page.route("**/devices?*", async (route) => {
+    ++requests;
+    await held;
+    await route.continue();
+  });
+  const came = (count) => {
+    stage.devices = devices.map((device, i) => ({ ...device, online: i < count }));
+    stage.show({ ...stage.snapshot, relay: { ...stage.snapshot.relay, phones: count } });
+  };
+  for (const count of [1, 2, 0, 3, 1, 3]) {
+    came(count);
+    await says(page.locator("#status"), count > 0 ? `已連線，${count} 支手機在線` : "已連線，手機目前不在線上");
+  }
+  assert.equal(requests, 1);
+  answer();
+  const states = page.locator(".phone-state");
+  await until(async () => (await states.allTextContents()).join() === "在線,在線,在線", "the phones as they are now");
+  await until(() => requests === 2, "the request after the first");
+  came(2);
+  await until(async () => (await states.allTextContents()).join() === "在線,在線,不在線上", "one phone's going");
+  assert.equal(requests, 3);
+});
+
 test("a link that was hidden stays hidden when its renewal arrives", async (t) => {
   const { stage, page } = await stand(t);
   stage.replies["/pair"] = { status: 200, body: { link, expires: now + 600_000 } };
