@@ -47,4 +47,23 @@ TEST(Base64, RefusesWhatIsNoEncoding) {
         EXPECT_FALSE(base64url::decode(text)) << text;
 }
 
+TEST(Base64, TheTwoAlphabetsAgreeAtEveryLength) {
+    std::vector<std::uint8_t> bytes;
+    for (int i = 0; i < 300; ++i) {
+        std::string expected = base64::encode(std::string(bytes.begin(), bytes.end()));
+        expected.erase(std::min(expected.find('='), expected.size()));
+        std::ranges::replace(expected, '+', '-');
+        std::ranges::replace(expected, '/', '_');
+        const std::string text = base64url::encode(bytes);
+        ASSERT_EQ(text, expected);
+        ASSERT_EQ(base64url::decode(text), bytes);
+        for (std::size_t k = 0; k < text.size(); ++k) {
+            std::string changed = text;
+            changed[k] = k % 2 == 0 ? '+' : '\x80';
+            ASSERT_FALSE(base64url::decode(changed)) << changed;
+        }
+        bytes.push_back(static_cast<std::uint8_t>(i * 151));
+    }
+}
+
 } // namespace
