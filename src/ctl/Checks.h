@@ -19,7 +19,11 @@ namespace ctl {
 [[nodiscard]] Findings checkSurroundings(const DaemonReport& report);
 [[nodiscard]] Findings checkService(const UserService::State& state, const DaemonReport& report);
 
-/// All of them, in this order.
+/// The way to the relay, gone step by step, and the clocks at both ends. Takes seconds where it is
+/// blocked. Nothing without relay settings.
+[[nodiscard]] Findings checkRelayPath(const Context& context, const DaemonReport& report);
+
+/// All of them but the last, in this order.
 [[nodiscard]] Findings diagnose(const Context& context, const DaemonReport& report);
 
 } // namespace ctl

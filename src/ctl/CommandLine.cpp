@@ -57,12 +57,20 @@ void takeOption(const Command& command, std::span<char* const>& rest, Call& call
         call.arguments.ask = true;
     else if (option == "--restore")
         call.arguments.restore = true;
+    else if (option == "--yes")
+        call.arguments.yes = true;
     else if (option == "--message" && !rest.empty()) {
         call.arguments.message = rest.front();
         rest = rest.subspan(1);
     } else {
         refuse(&command, localized("%@ 後面要有文字", {std::string(option)}));
     }
+}
+
+// An id of a phone may begin with a dash, and no option of a command that takes words has only one.
+bool isOption(std::string_view word, const Command& command) {
+    return word.starts_with("--") || word == "-h" ||
+           (command.most == 0 && word.size() > 1 && word.front() == '-');
 }
 
 } // namespace
@@ -103,7 +111,7 @@ Call parse(std::span<char* const> arguments) {
         if (!optionsEnded && word == "--") {
             optionsEnded = true;
             arguments = arguments.subspan(1);
-        } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
+        } else if (!optionsEnded && isOption(word, *call.command)) {
             takeOption(*call.command, arguments, call);
         } else {
             call.arguments.words.emplace_back(word);

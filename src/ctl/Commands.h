@@ -16,6 +16,15 @@ int answer(const Context& context, const Arguments& arguments);
 int reply(const Context& context, const Arguments& arguments);
 int watch(const Context& context, const Arguments& arguments);
 
+// Phones, and the relay between them and this computer.
+int pair(const Context& context, const Arguments& arguments);
+int devices(const Context& context, const Arguments& arguments);
+int devicesRemove(const Context& context, const Arguments& arguments);
+int testPush(const Context& context, const Arguments& arguments);
+int relayStatus(const Context& context, const Arguments& arguments);
+int relaySet(const Context& context, const Arguments& arguments);
+int relayReset(const Context& context, const Arguments& arguments);
+
 // The installation.
 int hooksStatus(const Context& context, const Arguments& arguments);
 int hooksInstall(const Context& context, const Arguments& arguments);

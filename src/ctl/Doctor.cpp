@@ -1,6 +1,7 @@
 // The command that looks at everything, and puts lost settings back.
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/ConfigFile.h"
 #include "core/Localized.h"
@@ -41,7 +42,9 @@ int restore(const Context& context) {
 int doctor(const Context& context, const Arguments& arguments) {
     if (arguments.restore)
         return restore(context);
-    const Findings findings = diagnose(context, askDaemon(context));
+    const DaemonReport report = askDaemon(context);
+    Findings findings = diagnose(context, report);
+    std::ranges::move(checkRelayPath(context, report), std::back_inserter(findings));
     const auto problems = std::ranges::count(findings, Finding::Level::problem, &Finding::level);
     if (arguments.json)
         output::writeJSON(jsonOf(findings));

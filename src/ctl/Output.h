@@ -17,6 +17,9 @@ void write(std::string_view text);
 /// escapes.
 void writeJSON(const JSONValue& value);
 
+/// A line with a name in the first column, and the text in the second.
+void writeRow(std::string_view name, std::string_view text);
+
 /// Null for nothing.
 [[nodiscard]] JSONValue orNull(const std::optional<std::string>& text);
 

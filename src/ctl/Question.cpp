@@ -1,6 +1,5 @@
 #include "ctl/Question.h"
 
-#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -8,13 +7,11 @@
 #include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
+#include "ctl/Naming.h"
 
 namespace ctl {
 
 namespace {
-
-constexpr std::size_t shortIdLength = 8;
-constexpr std::size_t shortestPrefix = 4;
 
 std::string textOr(const JSONValue& value, std::string_view key) {
     const std::string* text = json::textOf(value, key);
@@ -47,7 +44,7 @@ std::optional<Question> Question::from(const JSONValue& item) {
 }
 
 std::string_view Question::shortId() const {
-    return std::string_view(id).substr(0, shortIdLength);
+    return naming::shortId(id);
 }
 
 std::string Question::summary() const {
@@ -86,20 +83,9 @@ std::vector<Question> questionsIn(const JSONValue& snapshot) {
 }
 
 const Question& questionNamed(const std::vector<Question>& questions, std::string_view id) {
-    const auto whole = std::ranges::find(questions, id, &Question::id);
-    if (whole != questions.end())
-        return *whole;
-    if (id.size() < shortestPrefix)
-        throw DaemonError(localized("代號至少要 4 個字元"));
-    const auto isMeant = [&](const Question& question) { return question.id.starts_with(id); };
-    const auto count = std::ranges::count_if(questions, isMeant);
-    if (count == 0)
-        throw DaemonError(
-            localized("沒有代號為 %@ 的待回答問題：已經回答過或已逾時", {text::visible(id)}));
-    if (count > 1)
-        throw DaemonError(localized("代號以 %@ 開頭的問題有 %@ 個，請多打幾個字元",
-                                    {text::visible(id), std::to_string(count)}));
-    return *std::ranges::find_if(questions, isMeant);
+    return naming::find(questions, &Question::id, id,
+                        "沒有代號為 %@ 的待回答問題：已經回答過或已逾時",
+                        "代號以 %@ 開頭的問題有 %@ 個，請多打幾個字元");
 }
 
 std::string titleOf(const Question& question) {

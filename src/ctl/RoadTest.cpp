@@ -20,6 +20,7 @@
 #include "ctl/DaemonClient.h"
 #include "ctl/Finding.h"
 #include "ctl/Output.h"
+#include "ctl/PushOutcome.h"
 #include "ctl/Question.h"
 #include "ctl/Shown.h"
 #include "platform/ChildProcess.h"
@@ -48,6 +49,10 @@ void report(const std::string& hop, const std::string& text,
     if (took)
         std::snprintf(time.data(), time.size(), "  %.1f ms", took->count());
     output::write(lineOf({Finding::Level::good, hop, text + time.data(), ""}) + "\n");
+}
+
+void note(const std::string& hop, const std::string& text) {
+    output::write(lineOf({Finding::Level::notice, hop, text, ""}) + "\n");
 }
 
 [[noreturn]] void failAt(const std::string& hop, const std::string& text) {
@@ -240,6 +245,37 @@ void ask(const DaemonClient& daemon, const std::string& hook) {
     report(hop, localized("agent 收到 %@", {expected}), process.ended() - answered);
 }
 
+enum class RelayTest {
+    connection,
+    push ///< sends the phones a notification, which the relay reports on
+};
+
+// The last hop: from Tamsell to the phones' relay.
+void walkToRelay(const DaemonClient& daemon, RelayTest kind) {
+    const std::string hop = localized("中繼");
+    const JSONValue snapshot = daemon.get("/state");
+    const JSONValue& relay = json::member(snapshot, "relay");
+    if (!json::isTrue(relay, "configured")) {
+        note(hop, localized("還沒設定，略過"));
+        return;
+    }
+    if (!json::isTrue(relay, "connected"))
+        failAt(hop, localized("還沒連上中繼；用 tamsellctl doctor 查看"));
+    report(hop, localized("已連線"));
+    if (kind == RelayTest::connection)
+        return;
+    const std::string push = localized("推播");
+    const double begunAt = wallclock::milliseconds();
+    const PushOutcome outcome = sendTestPush(daemon);
+    if (!outcome.report)
+        failAt(push, outcome.text);
+    const std::string answer = localized("中繼有回音，%@", {outcome.text});
+    if (outcome.isDelivered)
+        report(push, answer, Milliseconds(std::max(outcome.report->at - begunAt, 0.0)));
+    else
+        note(push, answer);
+}
+
 } // namespace
 
 int test(const Context& context, const Arguments& arguments) {
@@ -258,6 +294,8 @@ int test(const Context& context, const Arguments& arguments) {
         ask(daemon, hook);
     else
         walk(daemon, hook);
+    // A question is notified to the phones by itself.
+    walkToRelay(daemon, arguments.ask ? RelayTest::connection : RelayTest::push);
     output::write(localized("整個流程都正常") + "\n");
     return 0;
 }

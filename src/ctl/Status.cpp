@@ -16,28 +16,20 @@ namespace ctl {
 
 namespace {
 
-// The texts of the first column end here, in terminal cells.
-constexpr std::size_t firstColumn = 14;
-
-void row(const std::string& name, const std::string& text) {
-    const std::size_t width = text::columns(name);
-    output::write(name + std::string(firstColumn - std::min(width, firstColumn - 1), ' ') + text +
-                  "\n");
-}
-
 void print(const Context& context, const DaemonReport& report) {
     for (const Finding& finding : checkDaemon(report))
-        row(finding.subject, finding.text);
+        output::writeRow(finding.subject, finding.text);
     if (!report.obstacle) {
         if (const auto presence = Presence::in(report.snapshot))
-            row(localized("模式"), textOf(*presence));
-        row(localized("等待中"),
+            output::writeRow(localized("模式"), textOf(*presence));
+        output::writeRow(
+            localized("等待中"),
             localized("%lld 個問題", {static_cast<double>(questionsIn(report.snapshot).size())}));
     }
     // Good or not, these are what Tamsell lives by.
     for (const Finding& finding : checkSurroundings(report))
-        row(finding.subject, finding.text);
-    row("hooks", hooksText(context.hooks.status()));
+        output::writeRow(finding.subject, finding.text);
+    output::writeRow("hooks", hooksText(context.hooks.status()));
 }
 
 } // namespace

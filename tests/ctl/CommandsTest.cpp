@@ -163,7 +163,9 @@ TEST(Commands, WalkTheRoadOfAnEvent) {
     ASSERT_EQ(runCtl(home, {"hooks", "install"}).exitCode, 0);
     const CtlRun walked = runCtl(home, {"test"});
     EXPECT_EQ(walked.exitCode, 0) << walked.errors;
-    EXPECT_THAT(walked.output, testing::EndsWith("✓ 回覆：空的，agent 照常進行\n整個流程都正常\n"));
+    EXPECT_THAT(walked.output,
+                testing::EndsWith(
+                    "✓ 回覆：空的，agent 照常進行\n– 中繼：還沒設定，略過\n整個流程都正常\n"));
 
     // The user is at the desk; the question waits all the same, and the mode comes back.
     const CtlRun asked = runCtl(home, {"test", "--ask"}, "x\nd\n");
