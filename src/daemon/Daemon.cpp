@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 constexpr auto tickInterval = 2s;
 constexpr auto restartDelay = 1s;
 constexpr std::size_t maximumSettled = 20;
+// A relay can report changes as often as it likes; what is told of them is told together.
+constexpr auto relayNewsDelay = 100ms;
 // An invite is not shown in its last seconds: nobody could finish pairing with it.
 constexpr auto inviteMargin = 5s;
 
@@ -33,6 +35,9 @@ Daemon::Daemon(Environment environment)
       m_routes(std::make_unique<Routes>(*this, m_environment.page)) {
     m_tick.setTimerType(Qt::PreciseTimer);
     connect(&m_tick, &QTimer::timeout, this, &Daemon::tick);
+    m_relayNews.setSingleShot(true);
+    m_relayNews.setTimerType(Qt::PreciseTimer);
+    connect(&m_relayNews, &QTimer::timeout, this, &Daemon::publishLocally);
 }
 
 Daemon::~Daemon() {
@@ -59,7 +64,9 @@ void Daemon::wireRelay() {
     relay.log = [this](const LogMessage& message) { log(message); };
     relay.onChange = [this] {
         ++m_relayRevision;
-        publishLocally();
+        Q_EMIT changed();
+        if (!m_relayNews.isActive())
+            m_relayNews.start(relayNewsDelay);
     };
     relay.handlers = RelayClient::Handlers{
         [this] { return snapshot(); },
