@@ -139,12 +139,14 @@ class QtWebSocketTask::Implementation final : public QObject {
 
         // The end shows as any of these, in any order; the first one counts.
         connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), this,
-                [this] { failWithError(); });
+                [this](QAbstractSocket::SocketError error) { failWith(error); });
         // Comes with a closing frame, before the socket waits for unsent bytes to go.
         connect(socket, &QWebSocket::aboutToClose, this, [this] {
             fail("closed with code " + std::to_string(static_cast<int>(m_socket->closeCode())));
         });
-        connect(socket, &QWebSocket::disconnected, this, [this] { fail("disconnected"); });
+        // May come before the error that says why.
+        connect(socket, &QWebSocket::disconnected, this,
+                [this] { post([this] { fail("disconnected"); }); });
 
         socket->open(url);
         m_carrier = socket->findChild<QAbstractSocket*>();
@@ -184,17 +186,17 @@ class QtWebSocketTask::Implementation final : public QObject {
         awaitFrame();
     }
 
-    /// Qt's texts about a refused handshake quote the peer, who knows the URL's query, so none of
-    /// them is passed on. Its other texts are of the system and of the TLS library.
-    void failWithError() {
-        const QString error = m_socket->errorString();
-        if (const auto status = statusIn(error))
+    /// Qt's texts about the answer to the handshake quote the peer, who knows the URL's query, so
+    /// none of them is passed on. Its other texts are of the system and of the TLS library.
+    void failWith(QAbstractSocket::SocketError error) {
+        const QString text = m_socket->errorString();
+        if (const auto status = statusIn(text))
             fail({status, "HTTP " + std::to_string(*status)});
         else if (m_socket->state() == QAbstractSocket::ConnectingState &&
-                 m_socket->error() == QAbstractSocket::ConnectionRefusedError)
+                 error == QAbstractSocket::ConnectionRefusedError)
             fail("the answer is no WebSocket handshake");
         else
-            fail(error.toStdString());
+            fail(text.toStdString());
     }
 
     void fail(std::string reason) { fail(Failure{std::nullopt, std::move(reason)}); }

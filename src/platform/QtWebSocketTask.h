@@ -13,6 +13,9 @@
 
 /// A WebSocket connection on Qt's event loop.
 ///
+/// A text that is no UTF-8 ends the connection with code 1007; for Qt that is also one whose frames
+/// part a character (RFC 6455 section 5.4 allows it), so the peer must not do that.
+///
 /// Over "wss" the peer must show a certificate for the URL's host from an authority of the system's
 /// store or of `Options::authorities`; nothing turns this off. A redirect is a refusal. Proxies are
 /// not used: the desktop's, and those that environment variables name, are for browsing, and which

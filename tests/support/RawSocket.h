@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -13,7 +14,7 @@
 #include "core/Descriptor.h"
 #include "platform/TCPSocket.h"
 
-/// A TCP client that does nothing by itself and never blocks once it is connected.
+/// A TCP connection that does nothing by itself and never blocks once it is connected.
 class RawSocket {
   public:
     /// @param receiveBuffer the size of the system's buffer, 0 for its usual one
@@ -32,6 +33,11 @@ class RawSocket {
         }
         check(connect(m_socket.number(), reinterpret_cast<const sockaddr*>(&address.storage),
                       address.size));
+        check(fcntl(m_socket.number(), F_SETFL, O_NONBLOCK));
+    }
+
+    /// A connection that was accepted.
+    explicit RawSocket(Descriptor accepted) : m_socket(std::move(accepted)) {
         check(fcntl(m_socket.number(), F_SETFL, O_NONBLOCK));
     }
 
