@@ -16,9 +16,9 @@
 /// How a message is sealed; each difference is one that the daemon refuses.
 struct PhoneSealing {
     std::string direction = "p2m";
-    std::optional<std::string> channel;
-    std::optional<std::string> device;
-    std::optional<std::string> key;
+    std::optional<std::string> channel = {};
+    std::optional<std::string> device = {};
+    std::optional<std::string> key = {};
     std::size_t nonceSize = 12;
 };
 
@@ -39,10 +39,10 @@ class PhoneDouble {
   public:
     struct Options {
         /// A PEM file of the certificates that a relay over TLS must be signed by.
-        std::string authorities;
+        std::string authorities = {};
         /// What a wait does until it looks again, for a test whose own thread runs the daemon: one
         /// turn of its loop. Without it a wait blocks.
-        std::function<void()> turn;
+        std::function<void()> turn = {};
         std::chrono::milliseconds patience = std::chrono::seconds(10);
     };
 
