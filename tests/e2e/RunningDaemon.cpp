@@ -24,7 +24,7 @@ std::uint16_t portBelowTheEphemeralOnes() {
 std::uint16_t portIn(std::string_view log) {
     const std::size_t at = log.find(listening);
     std::uint16_t port = 0;
-    if (at != std::string_view::npos && log.ends_with('\n'))
+    if (at != std::string_view::npos && log.find('\n', at) != std::string_view::npos)
         std::from_chars(log.data() + at + listening.size(), log.data() + log.size(), port);
     return port;
 }
@@ -73,6 +73,12 @@ std::unique_ptr<Process> RunningDaemon::launch(rlim_t descriptorLimit) const {
                                          {"TAMSELL_FORCE_IDLE", "0"}},
                          .input = {},
                          .descriptorLimit = descriptorLimit});
+}
+
+void RunningDaemon::restart() {
+    m_process = launch(0);
+    if (!until([&] { return portIn(m_process->output()) == m_port; }))
+        throw std::runtime_error("the daemon does not listen again: " + m_process->output());
 }
 
 std::unique_ptr<Process> RunningDaemon::startAnother() const {

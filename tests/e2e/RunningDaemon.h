@@ -42,6 +42,8 @@ class RunningDaemon {
     [[nodiscard]] JSONArray pending(std::size_t count) const;
     Response answer(const JSONValue& item, JSONObject answer) const;
 
+    /// Begins it anew with the port that it has, after it has ended.
+    void restart();
     /// Begins another one in the same home.
     [[nodiscard]] std::unique_ptr<Process> startAnother() const;
     /// What an agent of that name gets that runs the real hook on an event.
