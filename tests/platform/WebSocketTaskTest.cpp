@@ -188,12 +188,11 @@ TEST_F(QtWebSocketTaskTest, GivesUpOnAHandshakeThatDoesNotEnd) {
 
 TEST_F(QtWebSocketTaskTest, StopsReadingAHandshakeOfAnySize) {
     constexpr std::size_t enough = 64 * mebibyte; // Several times what the system holds.
-    for (const auto& line : {std::string(mebibyte, 'x'), std::string(16, 'x') + "\r\n"}) {
-        std::string lines;
-        while (lines.size() < mebibyte)
-            lines += line;
+    const std::string lines(mebibyte, 'x');
+    // Of a status line without an end Qt would take everything.
+    for (const char* const start : {"", "HTTP/1.1 101 x\r\na: "}) {
         connect();
-        peer->send("HTTP/1.1 101 x\r\n");
+        peer->send(start);
         std::size_t taken = 0;
         for (int idle = 0; idle < 50 && taken < enough; ++idle) {
             while (const std::size_t count = peer->send(lines)) {
@@ -395,17 +394,11 @@ INSTANTIATE_TEST_SUITE_P(Over, WebSocketPeer,
                          });
 
 TEST_P(WebSocketPeer, ExchangesTextsAndCloses) {
-    // What the environment calls a proxy is nobody.
-    qputenv("http_proxy", "http://127.0.0.1:1");
-    qputenv("https_proxy", "http://127.0.0.1:1");
-    qputenv("all_proxy", "http://127.0.0.1:1");
     RelayDouble relay({.transport = GetParam(), .identity = {}});
     Client client(urlOf(relay), scheduler, trusting(relay.authority()));
     client.task->send("too early");
     ASSERT_TRUE(eventually([&] { return client.isOpen() && client.events.size() == 2; }))
         << (client.hasFailed() ? client.failure->reason : "");
-    for (const char* const name : {"http_proxy", "https_proxy", "all_proxy"})
-        qunsetenv(name);
     EXPECT_EQ(client.events[1], R"({"phones":[],"t":"peers"})");
 
     const std::string text = "\0\U0001F600\"\n"s;
@@ -429,15 +422,18 @@ TEST_P(WebSocketPeer, KeepsWhatAPeerDoesNotReadAndCountsIt) {
     Client client(urlOf(relay), scheduler, trusting(relay.authority()));
     ASSERT_TRUE(eventually([&] { return client.isOpen(); }));
     const std::array texts = {std::string(12 * mebibyte, 'a'), std::string(12 * mebibyte, 'b')};
-    client.task->send(texts[0]);
+    for (const std::string& text : texts)
+        client.task->send(text);
+    const std::size_t all = client.task->unsentBytes();
+    EXPECT_GE(all, 24 * mebibyte);
+    // The system takes some, and what is encrypted by then still counts.
+    ASSERT_TRUE(eventually([&] { return client.task->unsentBytes() < all; }));
     runDueEvents();
-    const std::size_t unsent = client.task->unsentBytes();
-    client.task->send(texts[1]);
-    EXPECT_GE(client.task->unsentBytes(), unsent + texts[1].size());
+    EXPECT_GT(client.task->unsentBytes(), 8 * mebibyte);
     relay.stall(false);
+    ASSERT_TRUE(eventually([&] { return client.task->unsentBytes() == 0; }, 60s));
     ASSERT_TRUE(eventually([&] { return relay.received().size() == 2; }, 60s));
-    EXPECT_TRUE(relay.received()[0] == texts[0] && relay.received()[1] == texts[1]);
-    EXPECT_TRUE(eventually([&] { return client.task->unsentBytes() == 0; }));
+    EXPECT_THAT(relay.received(), testing::ElementsAreArray(texts));
 
     relay.stall(true);
     client.task->send(texts[0]);
