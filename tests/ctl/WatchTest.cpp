@@ -4,11 +4,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <termios.h>
 
+#include "ctl/AtATerminal.h"
 #include "ctl/KeyGate.h"
 #include "e2e/RunningDaemon.h"
 
@@ -18,76 +15,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// tamsellctl watch as a job of a shell, in a terminal of its own.
-class WatchAtATerminal {
-  public:
-    explicit WatchAtATerminal(const std::string& home) {
-        int end = -1;
-        m_id = ::forkpty(&end, nullptr, nullptr, nullptr);
-        if (m_id == 0) {
-            ::setenv("TAMSELL_HOME", home.c_str(), 1);
-            ::setenv("TERM", "xterm", 1);
-            ::execl("/bin/sh", "sh", "-c",
-                    "set -m; " TAMSELL_BIN "/tamsellctl watch; echo stopped; read line; fg",
-                    nullptr);
-            ::_exit(127);
-        }
-        m_end = Descriptor(end);
-    }
-    ~WatchAtATerminal() {
-        m_end.reset(); // The terminal is gone, and so is what runs in it.
-        (void)status();
-    }
-    WatchAtATerminal(const WatchAtATerminal&) = delete;
-    WatchAtATerminal& operator=(const WatchAtATerminal&) = delete;
-
-    void type(std::string_view bytes) const {
-        EXPECT_EQ(::write(m_end.number(), bytes.data(), bytes.size()),
-                  static_cast<ssize_t>(bytes.size()));
-    }
-    // Whether this stands in what was written since the last call that found something.
-    bool shows(std::string_view text, std::chrono::milliseconds time = patience) {
-        return until(
-            [&] {
-                pollfd wait{.fd = m_end.number(), .events = POLLIN, .revents = 0};
-                std::array<char, 4096> bytes{};
-                while (::poll(&wait, 1, 0) > 0) {
-                    const ssize_t count = ::read(m_end.number(), bytes.data(), bytes.size());
-                    if (count <= 0)
-                        break;
-                    m_text.append(bytes.data(), static_cast<std::size_t>(count));
-                }
-                const std::size_t at = m_text.find(text);
-                if (at == std::string::npos)
-                    return false;
-                m_text.erase(0, at + text.size());
-                return true;
-            },
-            time);
-    }
-    // How the shell has ended, as wait(2) says it.
-    int status() {
-        if (!m_status)
-            ::waitpid(m_id, &m_status.emplace(0), 0);
-        return *m_status;
-    }
-    // Whether a line has to be ended before the program sees it.
-    [[nodiscard]] bool waitsForLines() const {
-        termios settings{};
-        return ::tcgetattr(m_end.number(), &settings) == 0 && (settings.c_lflag & ICANON) != 0 &&
-               (settings.c_lflag & ECHO) != 0;
-    }
-
-  private:
-    pid_t m_id = -1;
-    Descriptor m_end;
-    std::optional<int> m_status;
-    std::string m_text;
-};
-
 TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
     RunningDaemon daemon({{"mode", "on"}}, RunningDaemon::Port::inTheSettings);
-    WatchAtATerminal watch(daemon.home().path().string());
+    AtATerminal watch(daemon.home().path().string(),
+                      // As a job of the shell.
+                      "set -m; tamsellctl watch; echo stopped; read line; fg");
     ASSERT_TRUE(watch.shows("目前視為離開"));
 
     auto agent = daemon.runHook("claude", permissionRequest("s"));
