@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(!opened);
     }
 
-    peer.setOnline({RelayPeer::phoneA});
+    peer.setOnline({RelayPeer::phoneA, RelayPeer::phoneB});
     peer.takeMessages();
     const std::string frame = RelayPeer::frameFrom(RelayPeer::phoneA, sealed);
     peer.receive(frame);
