@@ -22,14 +22,6 @@ namespace ondemand = simdjson::ondemand;
 constexpr int rounds = 25;
 constexpr int timesPerRound = 4000;
 
-template <typename Work>
-double cost(Work work) {
-    const double before = ownMicroseconds();
-    for (int i = 0; i < timesPerRound; ++i)
-        work();
-    return (ownMicroseconds() - before) / timesPerRound;
-}
-
 // Every value is read to its end: On-Demand does nothing for what nobody asks for. The sum keeps
 // the compiler from leaving any of it out.
 template <typename TakeText>
@@ -75,13 +67,16 @@ void measureJSON() {
             auto document = parser.iterate(copy.data(), event.size(), copy.size());
             sum += walk(document.get_value().value(), take);
         };
-        least.push_back(cost([&] { walkWith([](std::string_view text) { return text.size(); }); }));
-        owning.push_back(cost([&] {
+        least.push_back(ownCost(
+            timesPerRound, [&] { walkWith([](std::string_view text) { return text.size(); }); }));
+        owning.push_back(ownCost(timesPerRound, [&] {
             std::vector<std::string> texts;
             walkWith([&](std::string_view text) { return texts.emplace_back(text).size(); });
         }));
-        ours.push_back(cost([&] { sum += json::compact(*JSONValue::parse(event))->size(); }));
-        parsing.push_back(cost([&] { sum += JSONValue::parse(event)->object()->size(); }));
+        ours.push_back(ownCost(timesPerRound,
+                               [&] { sum += json::compact(*JSONValue::parse(event))->size(); }));
+        parsing.push_back(
+            ownCost(timesPerRound, [&] { sum += JSONValue::parse(event)->object()->size(); }));
     }
     if (sum == 0)
         throw std::runtime_error("nothing was read");

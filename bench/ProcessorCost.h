@@ -22,4 +22,13 @@ namespace bench {
     return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
+/// What one run of the work costs the calling thread, of that many, in microseconds.
+template <typename Work>
+[[nodiscard]] double ownCost(int times, Work work) {
+    const double before = ownMicroseconds();
+    for (int i = 0; i < times; ++i)
+        work();
+    return (ownMicroseconds() - before) / times;
+}
+
 } // namespace bench

@@ -12,18 +12,24 @@ namespace bench {
 
 namespace {
 
-Command commandIn(const ScratchDirectory& directory, std::uint16_t port, const std::string& mode) {
-    (void)directory.write("config.json", "{\"port\": " + std::to_string(port) + ", \"mode\": \"" +
-                                             mode + "\", \"permissionWait\": 3600}\n");
-    return {.arguments = {TAMSELL_BIN "/tamsell", "--headless"},
-            .environment = {{"TAMSELL_HOME", directory.path()}},
-            .output = directory.path() / "daemon.log"};
+Command commandIn(const ScratchDirectory& directory, std::uint16_t port, const std::string& mode,
+                  const std::optional<ScratchDaemon::Relay>& relay) {
+    Config config = Config::over({{"port", port}, {"mode", mode}, {"permissionWait", 3600}});
+    Command command{.arguments = {TAMSELL_BIN "/tamsell", "--headless"},
+                    .environment = {{"TAMSELL_HOME", directory.path()}},
+                    .output = directory.path() / "daemon.log"};
+    if (relay) {
+        config.setRelay(relay->settings);
+        command.environment.emplace_back("TAMSELL_RELAY_CA", relay->authority);
+    }
+    (void)directory.write("config.json", json::pretty(config.raw) + "\n");
+    return command;
 }
 
 } // namespace
 
-ScratchDaemon::ScratchDaemon(const std::string& mode)
-    : m_port(loopback::freePort()), m_process(commandIn(m_directory, m_port, mode)) {
+ScratchDaemon::ScratchDaemon(const std::string& mode, const std::optional<Relay>& relay)
+    : m_port(loopback::freePort()), m_process(commandIn(m_directory, m_port, mode, relay)) {
     loopback::waitForListener(m_port);
 }
 

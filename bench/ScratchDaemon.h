@@ -1,17 +1,26 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "Process.h"
+#include "core/Config.h"
 
 namespace bench {
 
 /// A `tamsell --headless` of this build with a data directory of its own.
 class ScratchDaemon {
   public:
+    /// A relay, and the file of the authority that vouches for it.
+    struct Relay {
+        RelayConfig settings;
+        std::filesystem::path authority;
+    };
+
     /// @param mode "on" holds questions, "off" answers everything at once
-    explicit ScratchDaemon(const std::string& mode);
+    explicit ScratchDaemon(const std::string& mode,
+                           const std::optional<Relay>& relay = std::nullopt);
 
     [[nodiscard]] std::uint16_t port() const { return m_port; }
     [[nodiscard]] const Process& process() const { return m_process; }

@@ -10,5 +10,8 @@ void measureIdle();
 void measureHeld();
 void measureJSON();
 void measurePublish();
+void measureSealing();
+void measureStatePush();
+void measureConnected();
 
 } // namespace bench
