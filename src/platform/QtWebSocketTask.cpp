@@ -21,7 +21,7 @@ constexpr std::size_t maximumAuthoritiesFile = std::size_t{1} << 20;
 /// Throws std::runtime_error with a reason for a log line.
 QList<QSslCertificate> readAuthorities(const std::filesystem::path& path) {
     const QByteArray pem = QByteArray::fromStdString(file::read(path, maximumAuthoritiesFile));
-    const auto certificates = QSslCertificate::fromData(pem, QSsl::Pem);
+    auto certificates = QSslCertificate::fromData(pem, QSsl::Pem);
     // Qt leaves out what it cannot read.
     if (certificates.isEmpty() || certificates.size() != pem.count("-----BEGIN CERTIFICATE-----"))
         throw std::runtime_error(path.string() + ": not a file of PEM certificates");

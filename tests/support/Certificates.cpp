@@ -24,7 +24,7 @@ Certificates::Certificates() {
 }
 
 TLSIdentity Certificates::issue(std::string_view name, Validity validity) {
-    const TLSIdentity identity = next();
+    TLSIdentity identity = next();
     const std::string certificate = identity.certificate.string();
     m_directory.put("extensions.cnf", extensionsOf(name));
     openssl("req -new -config authority.cnf -subj '/CN=A relay' -out request.pem" +
@@ -36,7 +36,7 @@ TLSIdentity Certificates::issue(std::string_view name, Validity validity) {
 }
 
 TLSIdentity Certificates::selfSigned(std::string_view name) {
-    const TLSIdentity identity = next();
+    TLSIdentity identity = next();
     m_directory.put("self.cnf", "[req]\ndistinguished_name = name\n[name]\n[extensions]\n" +
                                     extensionsOf(name));
     openssl("req -x509 -config self.cnf -extensions extensions -days 2 -subj '/CN=A relay' -out " +

@@ -431,7 +431,7 @@ void RelayDouble::closeWith(std::uint16_t code) {
     m_implementation->toComputers([code](const Connection& computer) { computer->close(code); });
 }
 
-void RelayDouble::inject(std::string text) {
+void RelayDouble::inject(const std::string& text) {
     m_implementation->inject(text);
 }
 

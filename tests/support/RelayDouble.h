@@ -60,7 +60,7 @@ class RelayDouble {
     /// Closes the computers' connections with this code.
     void closeWith(std::uint16_t code);
     /// Sends this text to the computers as it is.
-    void inject(std::string text);
+    void inject(const std::string& text);
     /// Decides what is sent in place of each frame to a computer: nothing to drop it, two to
     /// double it, an earlier one to replay or reorder. Called in the relay's thread; what `inject`
     /// sends passes it by.
