@@ -28,7 +28,7 @@ inline std::string okReply(const std::string& body) {
     return "HTTP/1.1 200 OK\r\ncontent-length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-/// What the program at the other end asks; what came so far when it ends early or is silent for 10 s.
+/// What the other end asks; what came so far when it ends early or is silent for 10 s.
 inline std::string requestOf(const Descriptor& connection) {
     std::string text;
     std::array<char, 65536> piece{};
