@@ -27,8 +27,9 @@ class ConfigTest : public testing::Test {
     std::vector<std::string> m_log;
 
     Config load(const Config* inForce = nullptr) {
-        return Config::load(m_locations, inForce,
-                            [this](std::string_view line) { m_log.emplace_back(line); });
+        return Config::load(m_locations, inForce, [this](const LogMessage& message) {
+            m_log.emplace_back(message.text);
+        });
     }
     void put(std::string_view bytes) const { m_home.put(".tamsell/config.json", bytes); }
     [[nodiscard]] JSONValue onDisk() const {
