@@ -36,7 +36,7 @@ inline constexpr std::size_t tagSize = 16;
 /// The plaintext.
 /// @param nonce 12 to 128 bytes
 /// @param sealed ciphertext and tag, as `seal` gives them
-/// @throws CipherError
+/// @throws CipherError; std::runtime_error when OpenSSL fails
 [[nodiscard]] std::string open(const Key& key, std::span<const std::uint8_t> nonce,
                                std::string_view associatedData,
                                std::span<const std::uint8_t> sealed);

@@ -9,8 +9,8 @@
 /// Overwrites memory in a way that the compiler keeps.
 void scrub(std::span<std::uint8_t> bytes);
 
-/// A key of fixed length that is overwritten when it ends or is moved away. It is copied only where
-/// that is said (`copy`), and never printed.
+/// A key of fixed length that is overwritten when it ends or is moved away. It is never copied or
+/// printed.
 template <std::size_t count>
 class SecretBytes {
   public:
@@ -29,8 +29,6 @@ class SecretBytes {
     SecretBytes(const SecretBytes&) = delete;
     SecretBytes& operator=(const SecretBytes&) = delete;
     ~SecretBytes() { scrub(m_bytes); }
-
-    [[nodiscard]] SecretBytes copy() const { return SecretBytes(bytes()); }
 
     [[nodiscard]] std::span<const std::uint8_t, count> bytes() const { return m_bytes; }
     [[nodiscard]] std::span<std::uint8_t, count> writable() { return m_bytes; }

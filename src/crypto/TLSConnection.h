@@ -39,7 +39,7 @@ class TLSError final : public std::runtime_error {
 /// waits for it: every call blocks, and none longer than its deadline.
 ///
 /// The peer has to show a certificate for the host (RFC 6125) that leads to an authority that the
-/// system trusts. Revocation is not asked for. The caller ignores SIGPIPE.
+/// system trusts. Revocation is not checked. The caller ignores SIGPIPE.
 class TLSConnection {
   public:
     using Deadline = std::chrono::steady_clock::time_point;
@@ -48,7 +48,7 @@ class TLSConnection {
     /// @param socket connected and non-blocking; the caller's, who closes it after this is gone
     /// @param host the name or literal address that the certificate has to be for
     /// @param trustedFile PEM file with authorities that are trusted beside the system's, or ""
-    /// @throws TLSError
+    /// @throws TLSError; std::runtime_error when OpenSSL fails
     TLSConnection(int socket, const std::string& host, const std::string& trustedFile,
                   Deadline deadline);
 

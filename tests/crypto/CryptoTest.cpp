@@ -49,7 +49,6 @@ TEST(SecretBytes, MovingLeavesNothingBehind) {
     SecretBytes<4>& same = third;
     third = std::move(same);
     EXPECT_TRUE(is(third, bytes));
-    EXPECT_TRUE(is(third.copy(), bytes));
     static_assert(!std::is_copy_constructible_v<SecretBytes<4>>);
     static_assert(!std::is_copy_assignable_v<SecretBytes<4>>);
 }
