@@ -21,7 +21,7 @@ constexpr auto tickInterval = 2s;
 constexpr auto restartDelay = 1s;
 constexpr std::size_t maximumSettled = 20;
 // A relay can report changes as often as it likes; what is told of them is told together.
-constexpr auto relayNewsDelay = 100ms;
+constexpr auto relayThrottle = 100ms;
 // An invite is not shown in its last seconds: nobody could finish pairing with it.
 constexpr auto inviteMargin = 5s;
 
@@ -35,9 +35,9 @@ Daemon::Daemon(Environment environment)
       m_routes(std::make_unique<Routes>(*this, m_environment.page)) {
     m_tick.setTimerType(Qt::PreciseTimer);
     connect(&m_tick, &QTimer::timeout, this, &Daemon::tick);
-    m_relayNews.setSingleShot(true);
-    m_relayNews.setTimerType(Qt::PreciseTimer);
-    connect(&m_relayNews, &QTimer::timeout, this, &Daemon::publishLocally);
+    m_relayThrottle.setSingleShot(true);
+    m_relayThrottle.setTimerType(Qt::PreciseTimer);
+    connect(&m_relayThrottle, &QTimer::timeout, this, &Daemon::publishLocally);
 }
 
 Daemon::~Daemon() {
@@ -65,8 +65,8 @@ void Daemon::wireRelay() {
     relay.onChange = [this] {
         ++m_relayRevision;
         Q_EMIT changed();
-        if (!m_relayNews.isActive())
-            m_relayNews.start(relayNewsDelay);
+        if (!m_relayThrottle.isActive())
+            m_relayThrottle.start(relayThrottle);
     };
     relay.handlers = RelayClient::Handlers{
         [this] { return snapshot(); },

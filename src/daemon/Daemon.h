@@ -170,7 +170,7 @@ class Daemon final : public QObject {
     SnapshotEncoder m_encoder;
     Deadlines m_deadlines;
     QTimer m_tick;
-    QTimer m_relayNews;
+    QTimer m_relayThrottle;
     std::unique_ptr<Routes> m_routes;
     HTTPServer m_server;
 };

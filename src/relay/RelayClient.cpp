@@ -22,7 +22,7 @@ constexpr auto pushDelay = 100ms;
 // A relay that does not take what it is sent gets no further states until it has. They are only
 // owed, so that however often phones ask no more than this and one state piles up.
 constexpr std::size_t enoughUnsent = 4 << 20;
-constexpr auto paymentDelay = 100ms;
+constexpr auto stateRetryDelay = 100ms;
 
 // A frame of a sealed message. The id is the only text that could need escaping.
 std::string messageFrame(const std::string& device, const Box::Sealed& sealed) {
@@ -201,18 +201,18 @@ void RelayClient::schedulePush() {
 
 void RelayClient::owePhonesState(const std::set<std::string>& devices) {
     m_owedState.insert(devices.begin(), devices.end());
-    payOwedState();
+    sendOwedState();
 }
 
-void RelayClient::payOwedState() {
-    if (m_payment || m_owedState.empty() || !handlers || !connected())
+void RelayClient::sendOwedState() {
+    if (m_stateRetry || m_owedState.empty() || !handlers || !connected())
         return;
     std::optional<EncodedMessage> message;
     while (!m_owedState.empty()) {
         if (m_connection.unsentBytes() > enoughUnsent) {
-            m_payment = m_environment.scheduler.after(paymentDelay, [this] {
-                m_payment.reset();
-                payOwedState();
+            m_stateRetry = m_environment.scheduler.after(stateRetryDelay, [this] {
+                m_stateRetry.reset();
+                sendOwedState();
             });
             return;
         }

@@ -99,7 +99,7 @@ class RelayClient {
     void sendSealed(const EncodedMessage& message, const std::string& device);
     void announce(const Pairing::Announcement& announcement);
     void owePhonesState(const std::set<std::string>& devices);
-    void payOwedState();
+    void sendOwedState();
 
     // Receiving.
     void receive(const std::string& frame);
@@ -115,5 +115,5 @@ class RelayClient {
     std::map<std::string, Box, std::less<>> m_boxes; // By device id.
     std::set<std::string> m_owedState;               // Phones that are to get the state.
     std::unique_ptr<Scheduler::Timer> m_push;
-    std::unique_ptr<Scheduler::Timer> m_payment;
+    std::unique_ptr<Scheduler::Timer> m_stateRetry;
 };
