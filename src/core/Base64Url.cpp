@@ -78,7 +78,7 @@ std::optional<std::vector<std::uint8_t>> decode(std::string_view text) {
             out[1] = static_cast<std::uint8_t>(group >> 8);
     }
     if ((seen & invalid) != 0) {
-        scrub(bytes); // Most of what is decoded is a key.
+        scrub(bytes); // It may be most of a key.
         return std::nullopt;
     }
     return bytes;

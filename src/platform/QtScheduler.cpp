@@ -7,7 +7,7 @@
 
 #include "platform/DeadlineTimer.h"
 
-/// All timers that fire once, behind one of the system's.
+// All timers that fire once, behind one of the system's.
 class QtScheduler::Queue final : public std::enable_shared_from_this<Queue> {
   public:
     using Order = std::multimap<DeadlineTimer::Moment, Once*>;
@@ -51,7 +51,7 @@ class QtScheduler::Once final : public Timer {
             m_queue->remove(*m_place);
     }
 
-    /// The queue has let go of it. It may be destroyed by its action.
+    // The queue has let go of it. It may be destroyed by its action.
     void run() {
         m_place.reset();
         const auto action = std::move(m_action);
