@@ -7,7 +7,7 @@
 namespace ctl {
 
 /// What the terminal shows while a phone may pair: the link as a QR code and as text, and how long
-/// it counts. Where there is no room for the code, it says how much would do. What it gives is to
+/// it is valid. Where there is no room for the code, it says how much would do. What it gives is to
 /// be written to the terminal at once.
 class PairView {
   public:
@@ -23,8 +23,8 @@ class PairView {
     [[nodiscard]] std::string draw(const std::string& link, std::string_view timeLeft, Size size);
     /// The time in its place.
     [[nodiscard]] std::string tick(std::string_view timeLeft) const;
-    /// Takes back what was drawn. The link is a secret as long as it counts, and the code below the
-    /// outcome would be taken for one that still counts.
+    /// Takes back what was drawn. The link is a secret as long as it is valid, and a code below the
+    /// outcome would be taken for one that still is.
     [[nodiscard]] std::string erase();
 
     [[nodiscard]] Size size() const { return m_size; }
