@@ -261,6 +261,6 @@ TEST_F(RelayRoad, ARelayThatStopsReadingCostsNeitherMemoryNorTime) {
     }
     EXPECT_LT(resident() - before, 24 * 1024);
     m_relay.stall(false);
-    m_phone.waitFor("state", [&](const JSONObject&) { return true; });
+    m_phone.waitFor("state");
     EXPECT_EQ(*m_phone.resultOf(m_phone.setMode("on")).find("ok"), JSONValue(true));
 }

@@ -122,11 +122,10 @@ std::string PhoneDouble::send(JSONObject message, const PhoneSealing& sealing) {
 
 void PhoneDouble::sendPlaintext(std::string_view plaintext, const PhoneSealing& sealing) {
     const std::string nonce = randomBytes(sealing.nonceSize);
-    const std::string sealed =
-        seal(sealing.key.value_or(m_identity.key), nonce,
-             associatedData(sealing.channel.value_or(m_identity.channel),
-                            sealing.device.value_or(m_identity.device), sealing.direction),
-             plaintext);
+    const std::string sealed = seal(m_identity.key, nonce,
+                                    associatedData(sealing.channel.value_or(m_identity.channel),
+                                                   m_identity.device, sealing.direction),
+                                    plaintext);
     sendFrame(textOf({{"t", "msg"}, {"n", toBase64url(nonce)}, {"c", toBase64url(sealed)}}));
 }
 
@@ -164,19 +163,6 @@ void PhoneDouble::waitForEnd() {
     wait("the connection's end", [this] { return m_socket->state() == PhoneSocket::State::ended; });
 }
 
-std::vector<JSONObject> PhoneDouble::received() const {
-    const std::lock_guard lock(m_mutex);
-    std::vector<JSONObject> messages;
-    for (const Received& one : m_received)
-        messages.push_back(one.message);
-    return messages;
-}
-
-std::vector<std::string> PhoneDouble::frames() const {
-    const std::lock_guard lock(m_mutex);
-    return m_frames;
-}
-
 std::size_t PhoneDouble::unopened() const {
     const std::lock_guard lock(m_mutex);
     return m_unopened;
@@ -187,7 +173,7 @@ void PhoneDouble::open(const std::string& query) {
     m_isPaired = false;
     m_socket = std::make_unique<PhoneSocket>(
         m_identity.relayURL, "/ws/" + m_identity.channel + "?" + query, m_options.authorities,
-        PhoneSocket::Events{[this](std::string frame) { take(std::move(frame)); },
+        PhoneSocket::Events{[this](const std::string& frame) { take(frame); },
                             [this] { m_changed.notify_all(); }});
     wait("the relay to let the phone in",
          [this] { return m_socket->state() != PhoneSocket::State::connecting; });
@@ -195,7 +181,7 @@ void PhoneDouble::open(const std::string& query) {
         throw std::runtime_error("the phone could not connect: " + m_socket->failure());
 }
 
-void PhoneDouble::take(std::string frame) {
+void PhoneDouble::take(const std::string& frame) {
     const auto value = JSONValue::parse(frame);
     const JSONValue* kind = value ? (*value)["t"] : nullptr;
     const bool isSealed = value && (*value)["c"];
@@ -208,7 +194,6 @@ void PhoneDouble::take(std::string frame) {
             m_received.push_back({std::move(*message)});
         else if (isSealed)
             ++m_unopened;
-        m_frames.push_back(std::move(frame));
     }
     m_changed.notify_all();
 }

@@ -17,8 +17,6 @@
 struct PhoneSealing {
     std::string direction = "p2m";
     std::optional<std::string> channel = {};
-    std::optional<std::string> device = {};
-    std::optional<std::string> key = {};
     std::size_t nonceSize = 12;
 };
 
@@ -29,9 +27,7 @@ struct PhoneSealing {
 ///     phone.pair(link, "iPhone");
 ///     phone.connect();
 ///     const auto question = phone.waitFor("notify");
-///     const std::string id = phone.answer(*question.string("target"), {{"action", "allow"}});
-///     phone.waitFor("result", [&](const JSONObject& message) { return *message.string("re") == id;
-///     });
+///     phone.resultOf(phone.answer(*question.string("target"), {{"action", "allow"}}));
 ///
 /// Every operation that waits throws std::runtime_error with what it waited for when that does not
 /// come within its patience.
@@ -59,7 +55,6 @@ class PhoneDouble {
     PhoneDouble() : PhoneDouble(Options{}) {}
     explicit PhoneDouble(Options options) : m_options(std::move(options)) {}
     /// One that was paired before.
-    explicit PhoneDouble(Identity identity) : PhoneDouble(std::move(identity), Options{}) {}
     PhoneDouble(Identity identity, Options options)
         : m_options(std::move(options)), m_identity(std::move(identity)) {}
 
@@ -101,10 +96,6 @@ class PhoneDouble {
     /// Waits until the relay has ended the connection.
     void waitForEnd();
 
-    /// All opened messages of all connections, in the order of their coming.
-    [[nodiscard]] std::vector<JSONObject> received() const;
-    /// All frames as they came, sealed or not.
-    [[nodiscard]] std::vector<std::string> frames() const;
     /// How many sealed frames did not open.
     [[nodiscard]] std::size_t unopened() const;
 
@@ -115,7 +106,7 @@ class PhoneDouble {
     };
 
     void open(const std::string& query);
-    void take(std::string frame);
+    void take(const std::string& frame);
     [[nodiscard]] std::optional<JSONObject> opened(const JSONValue& frame) const;
     void wait(std::string_view what, const std::function<bool()>& isOver);
 
@@ -127,7 +118,6 @@ class PhoneDouble {
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Received> m_received;
-    std::vector<std::string> m_frames;
     std::size_t m_unopened = 0;
     bool m_isPaired = false;
 

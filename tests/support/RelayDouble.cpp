@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include <openssl/evp.h>
@@ -85,7 +86,6 @@ class RelayDouble::Implementation {
         int connections = 0;
         int open = 0;
         std::optional<std::uint16_t> closeCode;
-        std::set<std::string> phones;
     };
 
     explicit Implementation(const Options& options)
@@ -265,12 +265,8 @@ class RelayDouble::Implementation {
 
     void tellPeers(const Channel& channel) {
         JSONArray ids;
-        std::set<std::string> online;
-        for (const auto& [device, connection] : channel.phones) {
+        for (const auto& [device, connection] : channel.phones)
             ids.emplace_back(device);
-            online.insert(device);
-        }
-        note([&](Seen& seen) { seen.phones = std::move(online); });
         tell(channel, {{"t", "peers"}, {"phones", ids}});
     }
 
@@ -480,10 +476,6 @@ int RelayDouble::open() const {
 
 std::optional<std::uint16_t> RelayDouble::closeCode() const {
     return m_implementation->seen().closeCode;
-}
-
-std::set<std::string> RelayDouble::phones() const {
-    return m_implementation->seen().phones;
 }
 
 bool RelayDouble::waitUntil(const std::function<bool()>& condition,

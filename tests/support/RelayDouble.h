@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,8 +84,6 @@ class RelayDouble {
     [[nodiscard]] int open() const;
     /// The code of the last closing frame from a computer; 0 when its connection ended without one.
     [[nodiscard]] std::optional<std::uint16_t> closeCode() const;
-    /// The ids of the phones that are connected now.
-    [[nodiscard]] std::set<std::string> phones() const;
 
     /// Waits until the condition holds, asking again after each event. For threads that have no
     /// event loop to run meanwhile. False when it did not within the time.
