@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The whole road on one machine, in a scratch directory: the daemon runs, the hooks are installed
 # into an agent's settings, an "agent" runs what it finds there with a permission request, somebody
-# answers on the page or at a terminal, the agent gets the reply.
+# answers on the page, at a terminal or from a phone, the agent gets the reply.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 answers=person
@@ -84,8 +84,8 @@ if [ $answers = phone ]; then
   is_connected() { grep -q "relay: connected" "$scratch/daemon.log"; }
   wait_for 10 is_connected || { cat "$scratch/daemon.log" >&2; exit 1; }
   say "It has a relay" "$(grep -m 1 "relay: connected" "$scratch/daemon.log" | cut -d ' ' -f 2-)"
-  # Where its output is no terminal, pair prints the link alone, and stays until a phone has paired.
-  "$bin/tamsellctl" pair --json | sed -n 's/^ *"link": "\(.*\)",\{0,1\}$/\1/p' >"$scratch/link"
+  # Where its output is no terminal, pair prints the link alone.
+  "$bin/tamsellctl" pair >"$scratch/link"
   "$doubles/phone-double" --authorities "$relay_authority" <"$scratch/link" >"$scratch/phone.output" &
   phone=$!
   exec 4<"$scratch/phone.output"
