@@ -1,6 +1,7 @@
 #include "platform/QtWebSocketTask.h"
 
 #include <algorithm>
+#include <deque>
 #include <system_error>
 #include <utility>
 
@@ -9,16 +10,23 @@
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslSocket>
+#include <QTimer>
 #include <QWebSocket>
 
 #include "core/File.h"
 
 namespace {
 
-/// A bundle of all public authorities is a quarter of this.
+// A bundle of all public authorities is a quarter of this.
 constexpr std::size_t maximumAuthoritiesFile = std::size_t{1} << 20;
 
-/// Throws std::runtime_error with a reason for a log line.
+// How long callbacks may go on in one turn of the loop: a peer can send a great many frames at
+// once.
+constexpr std::chrono::milliseconds slice{10};
+// What a message takes that waits, beside its text.
+constexpr std::size_t messageOverhead = 256;
+
+// @throws std::runtime_error with a reason for a log line
 QList<QSslCertificate> readAuthorities(const std::filesystem::path& path) {
     const QByteArray pem = QByteArray::fromStdString(file::read(path, maximumAuthoritiesFile));
     auto certificates = QSslCertificate::fromData(pem, QSsl::Pem);
@@ -28,8 +36,14 @@ QList<QSslCertificate> readAuthorities(const std::filesystem::path& path) {
     return certificates;
 }
 
-/// The HTTP status of a refused handshake, which Qt tells nowhere but in its text. For 400 it has
-/// two texts without the number.
+// Kept, because reading them takes the loop up to a third of a second.
+const QList<QSslCertificate>& systemAuthorities() {
+    static const auto authorities = QSslConfiguration::systemCaCertificates();
+    return authorities;
+}
+
+// The HTTP status of a refused handshake, which Qt tells nowhere but in its text. For 400 it has
+// two texts without the number.
 std::optional<int> statusIn(const QString& error) {
     if (error.contains(QLatin1String("Unknown error condition encountered")) ||
         error.contains(QLatin1String("Server requests a version")))
@@ -73,9 +87,11 @@ class QtWebSocketTask::Implementation final : public QObject {
     }
 
     void send(std::string_view text) {
-        if (m_state == State::open)
-            m_socket->sendTextMessage(
-                QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+        if (m_state != State::open)
+            return;
+        m_socket->sendTextMessage(
+            QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+        checkUnsent();
     }
 
     [[nodiscard]] std::size_t unsentBytes() const {
@@ -106,8 +122,8 @@ class QtWebSocketTask::Implementation final : public QObject {
             throw std::runtime_error("the URL cannot be read");
         QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
         if (m_options.authorities && url.scheme() == QLatin1String("wss")) {
-            tls.setCaCertificates(QSslConfiguration::systemCaCertificates() +
-                                  readAuthorities(*m_options.authorities));
+            // Adding to the default ones would end Qt's looking them up as they are needed.
+            tls.setCaCertificates(systemAuthorities() + readAuthorities(*m_options.authorities));
         }
 
         m_socket = std::make_unique<QWebSocket>();
@@ -125,7 +141,14 @@ class QtWebSocketTask::Implementation final : public QObject {
             post([this] { open(); });
         });
         connect(socket, &QWebSocket::textMessageReceived, this, [this](const QString& message) {
-            post([this, text = message.toStdString()] {
+            std::string text = message.toStdString();
+            m_unheard += text.size() + messageOverhead;
+            if (m_unheard > m_options.maximumUnheard) {
+                fail("the peer sends faster than it is heard");
+                return;
+            }
+            post([this, text = std::move(text)] {
+                m_unheard -= text.size() + messageOverhead;
                 const auto handlers = m_handlers;
                 handlers->text(text);
             });
@@ -150,6 +173,8 @@ class QtWebSocketTask::Implementation final : public QObject {
 
         socket->open(url);
         m_carrier = socket->findChild<QAbstractSocket*>();
+        if (m_carrier) // The answers to its pings pass `send` by.
+            connect(m_carrier, &QAbstractSocket::readyRead, this, &Implementation::checkUnsent);
         if (auto* const encrypted = qobject_cast<QSslSocket*>(m_carrier))
             connect(encrypted, &QSslSocket::encryptedBytesWritten, this, &Implementation::wrote);
         else if (m_carrier)
@@ -157,10 +182,18 @@ class QtWebSocketTask::Implementation final : public QObject {
     }
 
     void open() {
-        m_state = State::open;
-        m_pings = m_scheduler.every(m_options.pingPeriod, [this] { ping(); });
+        // It may have ended with the same packet.
+        if (m_state == State::connecting) {
+            m_state = State::open;
+            m_pings = m_scheduler.every(m_options.pingPeriod, [this] { ping(); });
+        }
         const auto handlers = m_handlers;
         handlers->opened();
+    }
+
+    void checkUnsent() {
+        if (unsentBytes() > m_options.maximumUnsent)
+            fail("the peer does not take what it is sent");
     }
 
     void ping() {
@@ -177,8 +210,8 @@ class QtWebSocketTask::Implementation final : public QObject {
         });
     }
 
-    /// A ping behind a large message goes out late. Until it has, every byte that goes is a sign of
-    /// life; later ones only fill the system's buffer.
+    // A ping behind a large message goes out late. Until it has, every byte that goes is a sign of
+    // life; later ones only fill the system's buffer.
     void wrote(qint64 count) {
         if (!m_timer || m_unsentPing == 0)
             return;
@@ -186,8 +219,8 @@ class QtWebSocketTask::Implementation final : public QObject {
         awaitFrame();
     }
 
-    /// Qt's texts about the answer to the handshake quote the peer, who knows the URL's query, so
-    /// none of them is passed on. Its other texts are of the system and of the TLS library.
+    // Qt's texts about the answer to the handshake quote the peer, who knows the URL's query, so
+    // none of them is passed on. Its other texts are of the system and of the TLS library.
     void failWith(QAbstractSocket::SocketError error) {
         const QString text = m_socket->errorString();
         if (const auto status = statusIn(text))
@@ -201,7 +234,7 @@ class QtWebSocketTask::Implementation final : public QObject {
 
     void fail(std::string reason) { fail(Failure{std::nullopt, std::move(reason)}); }
 
-    /// Comes from the socket's signals, too, in which it must not be destroyed.
+    // Comes from the socket's signals, too, in which it must not be destroyed.
     void fail(Failure failure) {
         if (m_state == State::ending || m_state == State::over)
             return;
@@ -229,16 +262,32 @@ class QtWebSocketTask::Implementation final : public QObject {
         m_socket.reset();
     }
 
-    /// From a later turn of the loop, unless it is over by then. What is posted may destroy this
-    /// object.
+    // From a later turn of the loop, in order, unless it is over by then.
     void post(std::function<void()> action) {
-        QMetaObject::invokeMethod(
-            this,
-            [this, action = std::move(action)] {
-                if (m_state != State::over)
-                    action();
-            },
-            Qt::QueuedConnection);
+        m_actions.push_back(std::move(action));
+        if (m_actions.size() == 1)
+            QMetaObject::invokeMethod(
+                this, [this] { act(); }, Qt::QueuedConnection);
+    }
+
+    // An action may destroy this object.
+    void act() {
+        const auto end = std::chrono::steady_clock::now() + slice;
+        const std::weak_ptr<const Handlers> alive = m_handlers;
+        while (!m_actions.empty()) {
+            if (std::chrono::steady_clock::now() > end) {
+                // What is posted anew would come before the other events of the loop.
+                QTimer::singleShot(0, this, [this] { act(); });
+                return;
+            }
+            // It stays in its place meanwhile, so that nobody begins a second round.
+            const auto action = std::move(m_actions.front());
+            if (m_state != State::over)
+                action();
+            if (alive.expired())
+                return;
+            m_actions.pop_front();
+        }
     }
 
     const std::string m_url;
@@ -247,10 +296,12 @@ class QtWebSocketTask::Implementation final : public QObject {
     const Options m_options;
     State m_state = State::idle;
     std::unique_ptr<QWebSocket> m_socket;
-    QAbstractSocket* m_carrier = nullptr; ///< the socket's own TCP or TLS socket
+    QAbstractSocket* m_carrier = nullptr; // the socket's own TCP or TLS socket
     std::unique_ptr<Scheduler::Timer> m_pings;
-    std::unique_ptr<Scheduler::Timer> m_timer; ///< for the handshake, then for a frame
-    std::size_t m_unsentPing = 0; ///< what has to be written before the ping has gone, in bytes
+    std::unique_ptr<Scheduler::Timer> m_timer; // for the handshake, then for a frame
+    std::deque<std::function<void()>> m_actions;
+    std::size_t m_unheard = 0;    // bytes of messages that nobody was told of yet
+    std::size_t m_unsentPing = 0; // what has to be written before the ping has gone, in bytes
 };
 
 QtWebSocketTask::Options QtWebSocketTask::Options::from(const EnvironmentLookup& environment) {

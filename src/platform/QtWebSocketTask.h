@@ -34,6 +34,12 @@ class QtWebSocketTask final : public WebSocketTask {
         /// In bytes. A larger message ends the connection with code 1009. Nothing that a relay or
         /// a phone has to say comes near it.
         std::size_t maximumMessage = std::size_t{1} << 20;
+        /// In bytes. A peer that leaves more of what it is sent, the answers to its pings included,
+        /// ends the connection: it could fill the memory otherwise. The longest message that is
+        /// sent at once is half of it.
+        std::size_t maximumUnsent = std::size_t{32} << 20;
+        /// In bytes. The same for messages that arrive faster than they are handled.
+        std::size_t maximumUnheard = std::size_t{32} << 20;
         /// A PEM file of certificates that count as authorities beside the system's, for those who
         /// run a relay of their own. It is read at each `resume`; one that cannot be read or holds
         /// no certificate is a failure.

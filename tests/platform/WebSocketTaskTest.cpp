@@ -52,6 +52,8 @@ struct Client {
 
     void note(const std::string& event) {
         events.push_back(event);
+        if (onEvent)
+            onEvent();
         if (event == destroyOn)
             task.reset();
     }
@@ -61,6 +63,7 @@ struct Client {
     std::vector<std::string> events;
     std::optional<WebSocketTask::Failure> failure;
     std::string destroyOn;
+    std::function<void()> onEvent;
     std::unique_ptr<WebSocketTask> task;
 };
 
@@ -353,6 +356,57 @@ TEST_F(QtWebSocketTaskTest, MayBeDestroyedInEachOfItsCallbacks) {
         runDueEvents();
         EXPECT_EQ(destroyed.events.back(), event);
     }
+}
+
+TEST_F(QtWebSocketTaskTest, AnEndInTheHandshakesPacketIsOne) {
+    Client& ended = connect();
+    accept("\x88\x02\x0f\xa1");
+    expectOneFailure(ended);
+    EXPECT_THAT(ended.events, ElementsAre("opened", "failed"));
+    scheduler.pass(1h); // Nothing goes on.
+}
+
+TEST_F(QtWebSocketTaskTest, APeerThatOnlyTalksFillsNoMemory) {
+    QtWebSocketTask::Options options;
+    options.maximumUnsent = mebibyte;
+    Client& pinged = open(options);
+    std::string pings;
+    while (pings.size() < mebibyte)
+        pings += "\x89\x7d" + std::string(125, 'p');
+    for (int i = 0; i < 64 && !pinged.hasFailed(); ++i) {
+        peer->send(pings); // And never reads the answers.
+        runDueEvents();
+    }
+    expectOneFailure(pinged);
+    EXPECT_EQ(pinged.failure->reason, "the peer does not take what it is sent");
+
+    options.maximumUnheard = mebibyte;
+    Client& talkedTo = open(options);
+    std::string messages;
+    while (messages.size() < mebibyte)
+        messages += "\x81\x01x";
+    peer->send(messages);
+    expectOneFailure(talkedTo);
+    EXPECT_EQ(talkedTo.failure->reason, "the peer sends faster than it is heard");
+}
+
+TEST_F(QtWebSocketTaskTest, AFloodLeavesTheLoopToOthers) {
+    Client& flooded = open();
+    std::size_t heardWhenAnotherHadItsTurn = 0;
+    flooded.onEvent = [&] {
+        if (flooded.events.size() == 2)
+            QTimer::singleShot(0, [&] { heardWhenAnotherHadItsTurn = flooded.events.size(); });
+        const auto end = std::chrono::steady_clock::now() + 1ms; // Each takes its time.
+        while (std::chrono::steady_clock::now() < end) {
+        }
+    };
+    std::string messages;
+    for (int i = 0; i < 200; ++i)
+        messages += "\x81\x01x";
+    peer->send(messages);
+    ASSERT_TRUE(eventually([&] { return flooded.events.size() == 201; }));
+    EXPECT_GT(heardWhenAnotherHadItsTurn, 0U);
+    EXPECT_LT(heardWhenAnotherHadItsTurn, 150U);
 }
 
 TEST_F(QtWebSocketTaskTest, SaysWhyItCannotConnect) {
