@@ -156,6 +156,16 @@ bool isASCII(std::string_view bytes) {
     return any < 0x80;
 }
 
+std::string_view prefix(std::string_view utf8, std::size_t count, std::size_t maximumBytes) {
+    if (utf8.size() > maximumBytes) {
+        std::size_t end = maximumBytes;
+        while (end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80)
+            --end;
+        utf8 = utf8.substr(0, end);
+    }
+    return prefix(utf8, count);
+}
+
 std::string_view prefix(std::string_view utf8, std::size_t count) {
     if (utf8.size() <= count)
         return utf8;

@@ -11,6 +11,11 @@ namespace text {
 /// Annex 29), as a view into `utf8`.
 [[nodiscard]] std::string_view prefix(std::string_view utf8, std::size_t count);
 
+/// The same, and of no more bytes: one character can have any number of them. It is then cut
+/// between two Unicode scalars.
+[[nodiscard]] std::string_view prefix(std::string_view utf8, std::size_t count,
+                                      std::size_t maximumBytes);
+
 /// Whether both are the same text under canonical equivalence (Unicode Annex 15).
 [[nodiscard]] bool canonicallyEqual(std::string_view left, std::string_view right);
 

@@ -64,7 +64,6 @@ void Daemon::wireRelay() {
     relay.log = [this](const LogMessage& message) { log(message); };
     relay.onChange = [this] {
         ++m_relayRevision;
-        Q_EMIT changed();
         if (!m_relayThrottle.isActive())
             m_relayThrottle.start(relayThrottle);
     };
