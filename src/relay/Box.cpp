@@ -1,5 +1,6 @@
 #include "relay/Box.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
@@ -10,6 +11,10 @@
 
 namespace {
 
+// A person at a phone sends a hundredth of them in that time.
+constexpr std::size_t maximumSeen = 100'000;
+// A request has a handful.
+constexpr std::size_t maximumValues = 4'000;
 // How far the clocks of two honest sides may lie apart, how long a message may take, and how long
 // its id is remembered. The last must not be shorter than the first: what is forgotten is stale.
 constexpr double freshness = 600'000; // Milliseconds.
@@ -53,9 +58,9 @@ JSONObject Box::open(std::string_view n, std::string_view c) {
         throw E2EError(E2EError::Reason::badFrame);
     const std::string plaintext =
         aesgcm::open(key, nonce, associatedData(*this, opposite(sendDirection)), sealed);
-    auto value = JSONValue::parse(plaintext);
+    auto value = JSONValue::parse(plaintext, maximumValues);
     if (!value)
-        throw std::runtime_error("not JSON");
+        throw std::runtime_error("not JSON, or too much of it");
     JSONObject* message = value->object();
     const std::string* id = message ? message->string("id") : nullptr;
     const JSONValue* stamp = message ? message->find("ts") : nullptr;
@@ -67,11 +72,17 @@ JSONObject Box::open(std::string_view n, std::string_view c) {
         throw E2EError(E2EError::Reason::stale);
     if (seen.contains(*id))
         throw E2EError(E2EError::Reason::replayed);
+    if (seen.size() >= maximumSeen) {
+        seen.forgetBefore(current - freshness);
+        if (seen.size() >= maximumSeen)
+            throw std::runtime_error("too many messages");
+    }
     seen.record(*id, time);
     seen.forgetBefore(current - freshness);
     return std::move(*message);
 }
 
-std::size_t Box::sealedSize(std::size_t plaintext) {
-    return ((plaintext + aesgcm::tagSize) * 4 + 2) / 3;
+std::size_t Box::longestPlaintext(std::size_t characters) {
+    const std::size_t bytes = characters / 4 * 3 + characters % 4 * 3 / 4;
+    return bytes - std::min(bytes, aesgcm::tagSize);
 }

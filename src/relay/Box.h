@@ -45,9 +45,10 @@ struct Box {
     [[nodiscard]] Sealed seal(const EncodedMessage& message) const;
 
     /// The message, with its "id" and "ts". It is remembered, and only then, so that it opens once.
-    /// @throws E2EError, CipherError; std::runtime_error when the plaintext is no JSON
+    /// @throws E2EError, CipherError; std::runtime_error when the plaintext is no JSON or has more
+    /// than 4,000 values, and when 100,000 messages are remembered already
     [[nodiscard]] JSONObject open(std::string_view n, std::string_view c);
 
-    /// How many characters `c` has for a plaintext of so many bytes.
-    [[nodiscard]] static std::size_t sealedSize(std::size_t plaintext);
+    /// The longest plaintext whose `c` has at most so many characters.
+    [[nodiscard]] static std::size_t longestPlaintext(std::size_t characters);
 };

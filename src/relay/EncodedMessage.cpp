@@ -4,8 +4,8 @@
 
 namespace {
 
-// The texts around an id of 16 characters and a time of 13 digits, with some to spare.
-constexpr std::size_t longestStamp = 64;
+constexpr std::size_t stampSize = std::string_view(R"("ts":1700000000000,)").size();
+constexpr std::size_t idSize = std::string_view(R"("id":"0123456789abcdef",)").size();
 
 } // namespace
 
@@ -41,5 +41,5 @@ std::string EncodedMessage::stamped(std::string_view id, double time) const {
 }
 
 std::size_t EncodedMessage::size() const {
-    return m_members.size() + longestStamp;
+    return m_members.size() + stampSize + (m_hasId ? 0 : idSize);
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 /// What a phone learns from the QR code: where the relay is, and a secret that lets it pair once.
+/// The secret is a plain value: it is made to be shown, and worthless after ten minutes.
 struct Invite {
     std::string relayURL;
     std::string channel;

@@ -19,7 +19,10 @@ constexpr std::size_t longestName = 64; // Unicode scalars.
 constexpr const char* namelessPhone = "iPhone";
 
 bool isDeviceId(const std::string* text) {
-    return text && text::prefix(*text, deviceIdLength).size() == text->size() &&
+    // A character can have any number of bytes.
+    constexpr std::size_t longestId = 4 * deviceIdLength;
+    return text && text->size() <= longestId &&
+           text::prefix(*text, deviceIdLength).size() == text->size() &&
            text::prefix(*text, deviceIdLength - 1).size() < text->size();
 }
 
@@ -56,13 +59,15 @@ std::optional<LiveInvite> Pairing::makeInvite(const RelayConfig& relay) {
     const LiveInvite made{{relay.url, relay.channel, securerandom::bytes<32>(), key->publicKey()},
                           m_now() + inviteLife};
     forgetExpired();
-    m_invites.insert_or_assign(pairing::inviteHash(made.invite), made);
+    const std::string hash = pairing::inviteHash(made.invite);
+    m_invites.insert_or_assign(
+        hash, Entry{made, m_scheduler.after(inviteLife, [this, hash] { m_invites.erase(hash); })});
     return made;
 }
 
 bool Pairing::isLive(const LiveInvite& invite) const {
     const auto found = m_invites.find(pairing::inviteHash(invite.invite));
-    return found != m_invites.end() && found->second.expires > m_now();
+    return found != m_invites.end() && found->second.live.expires > m_now();
 }
 
 Pairing::Announcement Pairing::announcementOf(const LiveInvite& invite) {
@@ -72,14 +77,14 @@ Pairing::Announcement Pairing::announcementOf(const LiveInvite& invite) {
 std::vector<Pairing::Announcement> Pairing::announcements() {
     forgetExpired();
     std::vector<Announcement> result;
-    for (const auto& [hash, live] : m_invites)
-        result.push_back({hash, live.expires});
+    for (const auto& [hash, entry] : m_invites)
+        result.push_back({hash, entry.live.expires});
     return result;
 }
 
 void Pairing::forgetExpired() {
     std::erase_if(m_invites,
-                  [now = m_now()](const auto& entry) { return entry.second.expires <= now; });
+                  [now = m_now()](const auto& entry) { return entry.second.live.expires <= now; });
 }
 
 std::variant<Pairing::Paired, Pairing::Refusal> Pairing::judge(const RelayConfig& relay,
@@ -96,11 +101,11 @@ std::variant<Pairing::Paired, Pairing::Refusal> Pairing::judge(const RelayConfig
         std::ranges::any_of(relay.devices, [&](const auto& known) { return known.id == *device; });
     const auto found = m_invites.find(*inviteHash);
     const auto publicKey = base64url::decode(*publicKeyText);
-    if (isPaired || found == m_invites.end() || found->second.expires <= m_now() || !publicKey ||
-        publicKey->size() != X25519PrivateKey::size)
+    if (isPaired || found == m_invites.end() || found->second.live.expires <= m_now() ||
+        !publicKey || publicKey->size() != X25519PrivateKey::size)
         return ignored;
 
-    const Invite& invite = found->second.invite;
+    const Invite& invite = found->second.live.invite;
     const std::string name = request.optionalString("name").value_or("");
     if (!constantTimeEqual(*proof, pairing::proof(invite.secret, *device, *publicKeyText, name)))
         return Refusal{"relay: rejected a pairing attempt with a bad proof"};

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -11,6 +12,7 @@
 #include "core/Config.h"
 #include "core/JSONValue.h"
 #include "crypto/AESGCM.h"
+#include "platform/Scheduler.h"
 #include "relay/Invite.h"
 
 /// The invites that are out, and what becomes of a phone that comes with one. They live in memory
@@ -34,7 +36,8 @@ class Pairing {
         std::chrono::system_clock::time_point expires;
     };
 
-    explicit Pairing(Clock now) : m_now(std::move(now)) {}
+    /// @param scheduler outlives this. It ends an invite in time even if the clock is set back.
+    Pairing(Clock now, Scheduler& scheduler) : m_now(std::move(now)), m_scheduler(scheduler) {}
 
     /// An invite that lives for ten minutes. Nothing when the settings' URL or key is not usable.
     /// @throws std::runtime_error when the system gives no random bytes
@@ -53,6 +56,12 @@ class Pairing {
   private:
     void forgetExpired();
 
+    struct Entry {
+        LiveInvite live;
+        std::unique_ptr<Scheduler::Timer> end;
+    };
+
     Clock m_now;
-    std::map<std::string, LiveInvite> m_invites; // By their hashes.
+    Scheduler& m_scheduler;
+    std::map<std::string, Entry> m_invites; // By their hashes.
 };

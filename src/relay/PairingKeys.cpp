@@ -5,6 +5,17 @@
 
 namespace pairing {
 
+namespace {
+
+// A token admits whoever has it; what stays of it is the hash.
+std::string hashOfToken(std::string token) {
+    std::string result = hashText(token);
+    scrub({reinterpret_cast<std::uint8_t*>(token.data()), token.size()});
+    return result;
+}
+
+} // namespace
+
 std::string hmacText(std::span<const std::uint8_t> key, std::string_view message) {
     return base64url::encode(hash::hmac(key, message));
 }
@@ -14,7 +25,7 @@ std::string hashText(std::string_view text) {
 }
 
 std::string inviteHash(const Invite& invite) {
-    return hashText(hmacText(invite.secret, "tamsell invite v2"));
+    return hashOfToken(hmacText(invite.secret, "tamsell invite v2"));
 }
 
 std::string proof(std::span<const std::uint8_t> inviteSecret, std::string_view device,
@@ -36,7 +47,7 @@ std::optional<aesgcm::Key> deviceKey(const X25519PrivateKey& own,
 }
 
 std::string admissionHash(const aesgcm::Key& deviceKey) {
-    return hashText(hmacText(deviceKey.bytes(), "tamsell relay auth v2"));
+    return hashOfToken(hmacText(deviceKey.bytes(), "tamsell relay auth v2"));
 }
 
 std::optional<aesgcm::Key> keyFromText(std::string_view base64url) {

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iterator>
+#include <limits>
+#include <stdexcept>
 #include <utility>
 
 #include "core/Clock.h"
@@ -19,10 +20,15 @@ namespace {
 
 // Within so long one push tells of all changes.
 constexpr auto pushDelay = 100ms;
+// States go out at most this often, and more rarely when they are long, however often a phone asks
+// or a relay says that one has come: 100 ms for each MiB begun.
+constexpr auto stateInterval = 100ms;
+constexpr std::size_t statePerInterval = 1 << 20;
 // A relay that does not take what it is sent gets no further states until it has. They are only
-// owed, so that however often phones ask no more than this and one state piles up.
+// owed, so that no more than this and one state piles up.
 constexpr std::size_t enoughUnsent = 4 << 20;
-constexpr auto stateRetryDelay = 100ms;
+// How many values a frame or a message of a phone may have. A list of phones is the longest.
+constexpr std::size_t maximumValues = 4'000;
 
 // A frame of a sealed message. The id is the only text that could need escaping.
 std::string messageFrame(const std::string& device, const Box::Sealed& sealed) {
@@ -38,17 +44,27 @@ std::string messageFrame(const std::string& device, const Box::Sealed& sealed) {
     return frame;
 }
 
-// The longest message that fits into one frame, with room for the texts around what is sealed.
-constexpr std::size_t roomAround = 1024;
-constexpr std::size_t longestMessage =
-    (RelayConnection::maximumFrame - roomAround) / 4 * 3 - aesgcm::tagSize;
+// The longest message whose frame for this device is within the limit.
+std::size_t longestMessageFor(const std::string& device) {
+    const std::size_t around = messageFrame(device, {std::string(16, ' '), {}}).size();
+    const std::size_t room =
+        RelayConnection::maximumFrame - std::min(around, RelayConnection::maximumFrame);
+    return Box::longestPlaintext(room);
+}
 
 // What cannot be sealed is not sent; a phone that misses something asks for the state.
-template <typename Message>
-std::optional<Box::Sealed> sealFor(const Box& box, const Message& message) {
+std::optional<Box::Sealed> sealFor(const Box& box, const EncodedMessage& message) {
     try {
         return box.seal(message);
     } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<EncodedMessage> encoded(const JSONObject& message) {
+    try {
+        return EncodedMessage(message);
+    } catch (const std::invalid_argument&) {
         return std::nullopt;
     }
 }
@@ -66,7 +82,7 @@ RelayClient::RelayClient(Environment environment)
       m_connection(m_environment.openWebSocket, m_environment.scheduler,
                    {[this] { opened(); }, [this](const std::string& text) { receive(text); },
                     [this] { lost(); }, [this](const LogMessage& message) { log(message); }}),
-      m_pairing(m_environment.now) {}
+      m_pairing(m_environment.now, m_environment.scheduler) {}
 
 // Settings and connection.
 
@@ -84,6 +100,7 @@ void RelayClient::update(const std::optional<RelayConfig>& relay) {
     if (!isSameConnection) {
         m_pairing.forgetInvites();
         m_online.clear();
+        forgetOwedState();
         m_connection.connect(*relay);
         onChange();
         return;
@@ -100,6 +117,7 @@ void RelayClient::stop() {
     m_pairing.forgetInvites();
     m_connection.stop();
     m_online.clear();
+    forgetOwedState();
     onChange();
 }
 
@@ -137,7 +155,7 @@ void RelayClient::opened() {
 
 void RelayClient::lost() {
     m_online.clear();
-    m_owedState.clear();
+    forgetOwedState();
     onChange();
 }
 
@@ -171,9 +189,10 @@ void RelayClient::sendSealed(const EncodedMessage& message, const std::string& d
 void RelayClient::broadcast(std::string_view kind, const JSONObject& payload) {
     if (!connected())
         return;
+    const auto message = encoded(payload);
     JSONArray items;
     for (const auto& [device, box] : m_boxes) {
-        if (auto sealed = sealFor(box, payload))
+        if (auto sealed = message ? sealFor(box, *message) : std::nullopt)
             items.emplace_back(JSONObject{
                 {"to", device}, {"n", std::move(sealed->n)}, {"c", std::move(sealed->c)}});
     }
@@ -191,40 +210,60 @@ void RelayClient::announce(const Pairing::Announcement& announcement) {
 }
 
 void RelayClient::schedulePush() {
+    m_stateMessage.reset(); // It is of earlier.
     if (!m_relay || m_online.empty() || m_push)
         return;
     m_push = m_environment.scheduler.after(pushDelay, [this] {
         m_push.reset();
-        owePhonesState(m_online);
+        for (const auto& [device, box] : m_boxes)
+            oweState(device);
+        sendOwedState();
     });
 }
 
-void RelayClient::owePhonesState(const std::set<std::string>& devices) {
-    m_owedState.insert(devices.begin(), devices.end());
-    sendOwedState();
+void RelayClient::oweState(const std::string& device) {
+    if (m_online.contains(device) && m_boxes.contains(device))
+        m_owedState.insert(device);
 }
 
+// Now, when the last time is long enough ago; else as soon as it is and the relay has taken what it
+// was sent.
 void RelayClient::sendOwedState() {
-    if (m_stateRetry || m_owedState.empty() || !handlers || !connected())
+    if (m_statePause || m_owedState.empty() || !handlers || !connected())
         return;
-    std::optional<EncodedMessage> message;
-    while (!m_owedState.empty()) {
-        if (m_connection.unsentBytes() > enoughUnsent) {
-            m_stateRetry = m_environment.scheduler.after(stateRetryDelay, [this] {
-                m_stateRetry.reset();
-                sendOwedState();
-            });
-            return;
-        }
-        if (!message)
-            message = stateMessage(handlers->snapshot(), longestMessage);
-        if (!message) {
+    std::size_t size = 0;
+    while (!m_owedState.empty() && m_connection.unsentBytes() <= enoughUnsent) {
+        if (!m_stateMessage)
+            m_stateMessage = stateMessage(handlers->snapshot(), longestMessage());
+        if (!m_stateMessage) {
             log("relay: the state is too long to be sent");
             m_owedState.clear();
-            return;
+            break;
         }
-        sendSealed(*message, m_owedState.extract(m_owedState.begin()).value());
+        size = m_stateMessage->size();
+        sendSealed(*m_stateMessage, m_owedState.extract(m_owedState.begin()).value());
     }
+    if (m_owedState.empty())
+        m_stateMessage.reset();
+    m_statePause =
+        m_environment.scheduler.after(stateInterval * (1 + size / statePerInterval), [this] {
+            m_statePause.reset();
+            sendOwedState();
+        });
+}
+
+void RelayClient::forgetOwedState() {
+    m_owedState.clear();
+    m_stateMessage.reset();
+    m_push.reset();
+    m_statePause.reset();
+}
+
+std::size_t RelayClient::longestMessage() const {
+    std::size_t longest = std::numeric_limits<std::size_t>::max();
+    for (const std::string& device : m_owedState)
+        longest = std::min(longest, longestMessageFor(device));
+    return longest;
 }
 
 // Pairing.
@@ -265,7 +304,7 @@ void RelayClient::receivePairRequest(const JSONObject& request) {
 void RelayClient::receive(const std::string& frame) {
     if (frame == "pong")
         return;
-    auto value = JSONValue::parse(frame);
+    auto value = JSONValue::parse(frame, maximumValues);
     JSONObject* message = value ? value->object() : nullptr;
     const std::string* kind = message ? message->string("t") : nullptr;
     if (!kind)
@@ -309,10 +348,11 @@ void RelayClient::receivePeers(const JSONObject& message) {
             if (const std::string* id = element.string())
                 phones.insert(*id);
     const auto before = std::exchange(m_online, std::move(phones));
-    std::set<std::string> arrived;
-    std::ranges::set_difference(m_online, before, std::inserter(arrived, arrived.end()));
     std::erase_if(m_owedState, [this](const auto& id) { return !m_online.contains(id); });
-    owePhonesState(arrived);
+    for (const auto& [device, box] : m_boxes)
+        if (!before.contains(device))
+            oweState(device);
+    sendOwedState();
     onChange();
 }
 
@@ -333,8 +373,11 @@ void RelayClient::receiveSealed(const JSONObject& message) {
     if (!handlers)
         return;
     const std::string* type = request.string("type");
-    if (type && *type == "hello")
-        owePhonesState({*from});
-    else
+    if (type && *type == "hello") {
+        oweState(*from);
+        sendOwedState();
+    } else {
+        // A request was JSON, so what is made of it can be encoded.
         sendSealed(EncodedMessage(resultOf(request, *handlers)), *from);
+    }
 }

@@ -98,8 +98,10 @@ class RelayClient {
     void send(const JSONObject& message);
     void sendSealed(const EncodedMessage& message, const std::string& device);
     void announce(const Pairing::Announcement& announcement);
-    void owePhonesState(const std::set<std::string>& devices);
+    void oweState(const std::string& device);
     void sendOwedState();
+    void forgetOwedState();
+    [[nodiscard]] std::size_t longestMessage() const;
 
     // Receiving.
     void receive(const std::string& frame);
@@ -113,7 +115,8 @@ class RelayClient {
     Pairing m_pairing;
     std::optional<RelayConfig> m_relay;
     std::map<std::string, Box, std::less<>> m_boxes; // By device id.
-    std::set<std::string> m_owedState;               // Phones that are to get the state.
+    std::set<std::string> m_owedState;               // The phones that are to get the state,
+    std::optional<EncodedMessage> m_stateMessage;    // and the state, once one of them has it.
     std::unique_ptr<Scheduler::Timer> m_push;
-    std::unique_ptr<Scheduler::Timer> m_stateRetry;
+    std::unique_ptr<Scheduler::Timer> m_statePause;
 };

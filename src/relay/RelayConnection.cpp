@@ -75,7 +75,8 @@ void RelayConnection::taskFailed(const WebSocketTask::Failure& failure) {
         std::exchange(m_retry, std::min<std::chrono::seconds>(2 * m_retry, longestRetry));
     m_reconnect = m_scheduler.after(delay, [this] { openTask(); });
     m_handlers.lost();
-    m_handlers.log(line);
+    if (m_reconnect) // Nobody has stopped it meanwhile.
+        m_handlers.log(line);
 }
 
 void RelayConnection::send(std::string_view frame) {

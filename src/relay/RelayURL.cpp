@@ -8,7 +8,7 @@ namespace {
 
 std::optional<QUrl> parsed(const std::string& text) {
     QUrl url(QString::fromStdString(text), QUrl::StrictMode);
-    if (!url.isValid() || url.host().isEmpty())
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty())
         return std::nullopt;
     return url;
 }

@@ -8,7 +8,8 @@
 /// The addresses that follow from the relay's URL.
 namespace relayurl {
 
-/// Whether the text is a URL with a host.
+/// Whether the text is a URL with a host, and without a user's name or password: it is logged, and
+/// part of what everybody who pairs gets to see.
 [[nodiscard]] bool isUsable(const std::string& url);
 
 /// Where this computer connects: "wss" for a relay URL of the scheme "https", else "ws"; the path

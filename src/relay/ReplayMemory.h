@@ -6,17 +6,21 @@
 #include <unordered_map>
 #include <utility>
 
+#include "crypto/Hash.h"
+
 /// The ids of the messages that were opened, each with the time that the message carried. Looking
-/// one up and forgetting the oldest cost the same however many there are.
+/// one up and forgetting the oldest cost the same however many there are, and an id takes the same
+/// space however long it is.
 class ReplayMemory {
   public:
-    [[nodiscard]] bool contains(const std::string& id) const { return m_times.contains(id); }
+    [[nodiscard]] bool contains(const std::string& id) const { return m_times.contains(keyOf(id)); }
     [[nodiscard]] std::size_t size() const { return m_times.size(); }
 
     /// @param time milliseconds since 1970
     void record(const std::string& id, double time) {
-        if (m_times.emplace(id, time).second)
-            m_oldestFirst.emplace(time, id);
+        const std::string key = keyOf(id);
+        if (m_times.emplace(key, time).second)
+            m_oldestFirst.emplace(time, key);
     }
 
     /// Those of that time stay.
@@ -28,6 +32,11 @@ class ReplayMemory {
     }
 
   private:
+    static std::string keyOf(const std::string& id) {
+        const auto digest = hash::sha256(id);
+        return {digest.begin(), digest.end()};
+    }
+
     std::unordered_map<std::string, double> m_times;
     std::set<std::pair<double, std::string>> m_oldestFirst;
 };

@@ -1,7 +1,7 @@
 #include "relay/StateMessage.h"
 
 #include <algorithm>
-#include <array>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,42 +14,53 @@ namespace {
 constexpr std::size_t previewedText = 2'000;
 constexpr std::size_t longestPreview = 64 << 10;
 
-std::optional<EncodedMessage> encoded(const JSONValue& snapshot) {
-    try {
-        return EncodedMessage(JSONObject{{"type", "state"}, {"state", snapshot}});
-    } catch (const std::invalid_argument&) {
-        return std::nullopt;
+// The message while it is being made shorter.
+class Draft {
+  public:
+    Draft(JSONValue snapshot, std::size_t limit) : m_limit(limit) {
+        m_message.set("state", std::move(snapshot));
+        encode();
     }
-}
 
-bool fits(const std::optional<EncodedMessage>& message, std::size_t limit) {
-    return !message || message->size() <= limit;
-}
+    // Nothing, too, when it cannot be encoded at all: then nothing can be done about it.
+    [[nodiscard]] bool isDone() const { return !m_encoded || m_encoded->size() <= m_limit; }
+    [[nodiscard]] std::size_t excess() const { return isDone() ? 0 : m_encoded->size() - m_limit; }
+    [[nodiscard]] std::optional<EncodedMessage> result() && { return std::move(m_encoded); }
 
-JSONArray* arrayIn(JSONValue& snapshot, std::string_view key) {
-    JSONObject* object = snapshot.object();
-    JSONValue* member = object ? object->find(key) : nullptr;
-    return member ? member->array() : nullptr;
-}
+    [[nodiscard]] JSONArray* list(std::string_view key) {
+        JSONObject* state = m_message.find("state")->object();
+        JSONValue* member = state ? state->find(key) : nullptr;
+        return member ? member->array() : nullptr;
+    }
+    void encode() {
+        try {
+            m_encoded.emplace(m_message);
+        } catch (const std::invalid_argument&) {
+            m_encoded.reset();
+        }
+    }
 
-void dropEndedSessions(JSONValue& snapshot) {
-    if (JSONArray* sessions = arrayIn(snapshot, "sessions"))
+  private:
+    JSONObject m_message{{"type", "state"}};
+    std::optional<EncodedMessage> m_encoded;
+    std::size_t m_limit;
+};
+
+void dropEndedSessions(Draft& draft) {
+    if (JSONArray* sessions = draft.list("sessions"))
         std::erase_if(*sessions,
                       [](const JSONValue& session) { return json::isTrue(session, "ended"); });
 }
 
-void dropLastMessages(JSONValue& snapshot) {
-    if (JSONArray* sessions = arrayIn(snapshot, "sessions"))
+void dropLastMessages(Draft& draft) {
+    if (JSONArray* sessions = draft.list("sessions"))
         for (JSONValue& session : *sessions)
             if (JSONObject* members = session.object())
                 members->erase("lastMessage");
 }
 
-// Cut without a search for the end of a character that has megabytes.
 std::string shortened(std::string_view text) {
-    const std::string_view beginning = text::prefix(text, previewedText);
-    return beginning.size() <= longestPreview ? std::string(beginning)
-                                              : text::repaired(beginning.substr(0, longestPreview));
+    return std::string(text::prefix(text, previewedText, longestPreview));
 }
 
 // The same value with its long texts cut; when it is large for another reason, the beginning of its
@@ -69,57 +80,66 @@ JSONValue preview(const JSONValue& value) {
     return text.size() <= longestPreview ? result : JSONValue(shortened(text));
 }
 
-// What of an item an agent can make as long as it likes.
-constexpr std::array<std::string_view, 3> longMembers{"input", "suggestions", "lastMessage"};
-
-struct Long {
+struct Member {
     JSONObject* item;
-    std::string_view member;
+    std::string key;
     std::size_t size;
 };
 
-// Largest first.
-std::vector<Long> longMembersOf(JSONValue& snapshot) {
-    std::vector<Long> found;
-    JSONArray* pending = arrayIn(snapshot, "pending");
+// Of all waiting items, the largest first.
+std::vector<Member> membersOfItems(Draft& draft) {
+    std::vector<Member> found;
+    JSONArray* pending = draft.list("pending");
     if (!pending)
         return found;
-    for (JSONValue& value : *pending) {
-        JSONObject* item = value.object();
-        for (const std::string_view member : longMembers)
-            if (const JSONValue* content = item ? item->find(member) : nullptr)
-                found.push_back({item, member, json::compact(*content).value_or("").size()});
-    }
-    std::ranges::stable_sort(found, std::ranges::greater{}, &Long::size);
+    for (JSONValue& value : *pending)
+        if (JSONObject* item = value.object())
+            for (const auto& [key, member] : *item)
+                found.push_back({item, key, json::compact(member).value_or("").size()});
+    std::ranges::stable_sort(found, std::ranges::greater{}, &Member::size);
     return found;
+}
+
+void shortenItems(Draft& draft) {
+    std::size_t saved = 0;
+    for (const auto& [item, key, size] : membersOfItems(draft)) {
+        if (saved > draft.excess()) {
+            draft.encode();
+            if (draft.isDone())
+                return;
+            saved = 0;
+        }
+        JSONValue shorter = preview(*item->find(key));
+        const std::size_t left = json::compact(shorter).value_or("").size();
+        if (left >= size)
+            continue;
+        item->set(key, std::move(shorter));
+        item->set("truncated", true);
+        saved += size - left;
+    }
+}
+
+// Questions matter most.
+void dropRecent(Draft& draft) {
+    if (JSONArray* recent = draft.list("recent"))
+        recent->clear();
+}
+
+void dropSessions(Draft& draft) {
+    if (JSONArray* sessions = draft.list("sessions"))
+        sessions->clear();
 }
 
 } // namespace
 
 std::optional<EncodedMessage> stateMessage(JSONValue snapshot, std::size_t limit) {
-    auto message = encoded(snapshot);
-    if (fits(message, limit))
-        return message;
-    for (const auto& reduce : {dropEndedSessions, dropLastMessages}) {
-        reduce(snapshot);
-        message = encoded(snapshot);
-        if (fits(message, limit))
-            return message;
-    }
-    std::size_t size = message->size();
-    for (const Long& longest : longMembersOf(snapshot)) {
-        JSONValue shorter = preview(*longest.item->find(longest.member));
-        const std::size_t left = json::compact(shorter).value_or("").size();
-        if (left >= longest.size)
+    Draft draft(std::move(snapshot), limit);
+    for (const auto& reduce :
+         {dropEndedSessions, dropLastMessages, shortenItems, dropRecent, dropSessions}) {
+        if (draft.isDone())
             break;
-        longest.item->set(longest.member, std::move(shorter));
-        longest.item->set("truncated", true);
-        size -= longest.size - left;
-        if (size > limit)
-            continue;
-        message = encoded(snapshot);
-        if (fits(message, limit))
-            return message;
+        reduce(draft);
+        draft.encode();
     }
-    return std::nullopt;
+    return draft.isDone() ? std::move(draft).result() : std::nullopt;
 }

@@ -89,6 +89,35 @@ TEST_F(TwoSides, WhatOneSealsTheOtherOpensOnce) {
     EXPECT_NE(*m_phone.open(again.n, again.c).string("id"), *opened.string("id"));
 }
 
+TEST_F(TwoSides, WhatAPhoneSendsFillsNoMemory) {
+    const std::string longId(1 << 20, 'i');
+    auto sealed = m_phone.seal(JSONObject{{"id", longId}});
+    (void)m_mac.open(sealed.n, sealed.c);
+    EXPECT_THROW((void)m_mac.open(sealed.n, sealed.c), E2EError) << "its whole length counts";
+    sealed = m_phone.seal(JSONObject{{"id", longId + "i"}});
+    (void)m_mac.open(sealed.n, sealed.c);
+
+    for (int i = 0; i < 100'000; ++i)
+        m_mac.seen.record(std::to_string(i), 1'700'000'000'000.0);
+    sealed = m_phone.seal(JSONObject{});
+    EXPECT_THROW((void)m_mac.open(sealed.n, sealed.c), std::runtime_error);
+    m_now += std::chrono::seconds(601);
+    sealed = m_phone.seal(JSONObject{});
+    (void)m_mac.open(sealed.n, sealed.c);
+    EXPECT_EQ(m_mac.seen.size(), 1U);
+}
+
+TEST_F(TwoSides, TheLongestPlaintextIsTheLongestThatFits) {
+    for (std::size_t characters = 22; characters < 400; ++characters) {
+        const std::size_t longest = Box::longestPlaintext(characters);
+        const auto lengthOf = [](std::size_t plaintext) {
+            return (plaintext + 16) * 4 / 3 + ((plaintext + 16) % 3 != 0);
+        };
+        EXPECT_LE(lengthOf(longest), characters);
+        EXPECT_GT(lengthOf(longest + 1), characters);
+    }
+}
+
 TEST_F(TwoSides, AMessageMayBringItsId) {
     for (const JSONObject& message :
          {JSONObject{{"id", "own"}}, JSONObject{{"id", "other"}, {"a", 1}}, JSONObject{}}) {

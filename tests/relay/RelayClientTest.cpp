@@ -243,10 +243,13 @@ TEST_F(RelayClientTest, APhoneGetsTheStateWhenItComesAndWhenItAsks) {
     connect();
     setOnline({phoneA, "unknown"});
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
+    m_time.pass(100ms);
     setOnline({phoneA, phoneB});
     EXPECT_THAT(takeStates(), ElementsAre(phoneB));
+    m_time.pass(100ms);
     m_sockets.receive(frameFrom(phoneA, {{"type", "hello"}}));
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
+    m_time.pass(100ms);
 
     for (int i = 0; i < 3; ++i) {
         m_client.schedulePush();
@@ -269,6 +272,41 @@ TEST_F(RelayClientTest, APhoneGetsTheStateWhenItComesAndWhenItAsks) {
     EXPECT_EQ(m_time.waiting(), 0U);
 }
 
+TEST_F(RelayClientTest, StatesGoOutAtAMeasuredPaceWhateverTheRelaySays) {
+    connect();
+    for (int i = 0; i < 1000; ++i) {
+        setOnline({"nobody"});
+        m_sockets.receive(frameFrom(phoneA, {{"type", "hello"}})); // Kept out by the relay.
+        setOnline({});
+    }
+    EXPECT_EQ(m_snapshots, 0) << "who cannot get one costs none";
+    for (int i = 0; i < 1000; ++i) {
+        setOnline({});
+        setOnline({phoneA});
+    }
+    EXPECT_THAT(takeStates(), ElementsAre(phoneA));
+    m_time.pass(100ms);
+    EXPECT_THAT(takeStates(), ElementsAre(phoneA));
+    EXPECT_EQ(m_snapshots, 2);
+
+    // A long one is waited for longer, and encoded once however long the relay takes to take it.
+    m_time.pass(100ms);
+    m_snapshot = JSONObject{{"long", std::string(5 << 20, 'x')}};
+    m_snapshots = 0;
+    setOnline({phoneA, phoneB});
+    m_client.schedulePush();
+    m_sockets.last().unsentPerFrame = 5 << 20;
+    m_time.pass(599ms);
+    EXPECT_EQ(m_snapshots, 1);
+    m_time.pass(1ms);
+    EXPECT_GT(m_sockets.last().unsent, 0U);
+    m_time.pass(10s);
+    m_sockets.last().unsent = 0;
+    m_time.pass(1s);
+    EXPECT_THAT(takeStates(), ElementsAre(phoneB, phoneA, phoneB));
+    EXPECT_EQ(m_snapshots, 2);
+}
+
 TEST_F(RelayClientTest, ARelayThatStallsGetsOneStateOnceItGoesOn) {
     connect();
     setOnline({phoneA});
@@ -281,6 +319,7 @@ TEST_F(RelayClientTest, ARelayThatStallsGetsOneStateOnceItGoesOn) {
     m_sockets.last().unsent = 0;
     m_time.pass(100ms);
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
+    m_time.pass(100ms);
     EXPECT_EQ(m_time.waiting(), 0U);
 }
 
@@ -328,9 +367,15 @@ TEST_F(RelayClientTest, FramesThatAreNothingAreDropped) {
     setOnline({phoneA});
     takeMessages();
     const std::string good = frameFrom(phoneA, {{"type", "answer"}, {"target", "x"}});
-    for (const char* frame :
-         {"", "ping", "[]", "{", R"({"t":5})", R"({"t":"unknown"})", R"({"t":"msg"})",
-          R"({"t":"msg","from":"nobody","n":"","c":""})", R"({"t":"peers)", "\xff"})
+    const std::string tooMany = R"({"t":"error","more":[)" + [] {
+        std::string values = "0";
+        for (int i = 0; i < 5000; ++i)
+            values += ",0";
+        return values;
+    }() + "]}";
+    for (const std::string& frame : std::vector<std::string>{
+             tooMany, "", "ping", "[]", "{", R"({"t":5})", R"({"t":"unknown"})", R"({"t":"msg"})",
+             R"({"t":"msg","from":"nobody","n":"","c":""})", R"({"t":"peers)", "\xff"})
         m_sockets.receive(frame);
     EXPECT_THAT(m_log, IsEmpty());
     m_sockets.receive(R"({"t":"msg","from":")" + phoneA + R"(","n":"","c":""})");

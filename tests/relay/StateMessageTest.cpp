@@ -53,7 +53,7 @@ TEST(StateMessage, LosesNoMoreThanItMust) {
     state = stateWithin(whole - 9'500);
     EXPECT_TRUE(json::isTrue(json::arrayOf(state, "pending").at(0), "truncated"));
     EXPECT_FALSE(json::isTrue(json::arrayOf(state, "pending").at(2), "truncated"));
-    EXPECT_EQ(stateWithin(1'000), JSONValue()) << "what cannot be made to fit is not sent";
+    EXPECT_EQ(stateWithin(100), JSONValue()) << "what cannot be made to fit is not sent";
 }
 
 TEST(StateMessage, CutsWhateverAnAgentMadeLong) {
@@ -68,6 +68,7 @@ TEST(StateMessage, CutsWhateverAnAgentMadeLong) {
         {{"input", JSONObject{{"command", oneCharacter}}}},
         {{"suggestions", JSONArray(20'000, JSONValue("suggestion"))}},
         {{"lastMessage", std::string(200'000, 'x')}},
+        {{"cwd", std::string(200'000, '/')}},
     };
     for (const JSONObject& long_ : items) {
         const JSONValue of = JSONObject{{"pending", JSONArray{long_}}};
@@ -75,6 +76,30 @@ TEST(StateMessage, CutsWhateverAnAgentMadeLong) {
         ASSERT_EQ(json::arrayOf(state, "pending").size(), 1U) << long_.begin()->first;
         EXPECT_TRUE(json::isTrue(json::arrayOf(state, "pending")[0], "truncated"));
     }
+}
+
+TEST(StateMessage, QuestionsComeFirst) {
+    // One that cannot be made shorter, because its texts are short, keeps no other from it.
+    JSONArray shortTexts;
+    for (int i = 0; i < 6'000; ++i)
+        shortTexts.emplace_back("short text");
+    JSONArray pending{JSONObject{{"id", "many"}, {"input", shortTexts}}};
+    for (int i = 0; i < 40; ++i)
+        pending.emplace_back(item("one", 50'000));
+    JSONArray recent;
+    JSONArray sessions;
+    for (int i = 0; i < 50; ++i) {
+        recent.emplace_back(JSONObject{{"summary", std::string(10'000, 's')}});
+        sessions.emplace_back(JSONObject{{"cwd", std::string(10'000, 'd')}});
+    }
+    const JSONValue all =
+        JSONObject{{"pending", pending}, {"recent", recent}, {"sessions", sessions}};
+    JSONValue state = stateWithin(1'300'000, all);
+    EXPECT_EQ(json::arrayOf(state, "pending").size(), 41U);
+    EXPECT_EQ(json::arrayOf(state, "recent"), recent);
+    state = stateWithin(300'000, all);
+    EXPECT_EQ(json::arrayOf(state, "pending").size(), 41U);
+    EXPECT_TRUE(json::arrayOf(state, "recent").empty());
 }
 
 } // namespace

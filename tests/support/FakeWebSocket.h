@@ -15,6 +15,7 @@ class FakeWebSockets {
         WebSocketTask::Handlers handlers;
         std::vector<std::string> sent;
         std::size_t unsent = 0;
+        std::size_t unsentPerFrame = 0; ///< by which each frame makes it more
         bool isResumed = false;
         int closeCode = 0;
         bool isAlive = true; ///< its owner still has it
@@ -51,7 +52,10 @@ class FakeWebSockets {
         explicit Task(std::shared_ptr<Socket> socket) : m_socket(std::move(socket)) {}
         ~Task() override { m_socket->isAlive = false; }
         void resume() override { m_socket->isResumed = true; }
-        void send(std::string_view text) override { m_socket->sent.emplace_back(text); }
+        void send(std::string_view text) override {
+            m_socket->sent.emplace_back(text);
+            m_socket->unsent += m_socket->unsentPerFrame;
+        }
         [[nodiscard]] std::size_t unsentBytes() const override { return m_socket->unsent; }
         void cancel(int closeCode) override { m_socket->closeCode = closeCode; }
 
