@@ -91,6 +91,15 @@ TEST(Replies, NotificationsSayWhatIsAsked) {
     EXPECT_FALSE(canAlways(parsed("[]")));
     EXPECT_FALSE(canAlways(parsed("{\"a\":1}")));
 
+    // One character of a megabyte must not keep the phones from being told.
+    std::string tall = "x";
+    for (int i = 0; i < 500'000; ++i)
+        tall += "\u0301";
+    item.input = JSONObject{{"command", tall}};
+    item.tool = tall;
+    item.cwd = "/" + tall;
+    EXPECT_LT(json::compact(replies::notifyPayload(item))->size(), 16'384U);
+
     item.tool.reset();
     item.cwd.reset();
     item.input = parsed(R"({"plan":"x"})");

@@ -113,3 +113,22 @@ TEST_F(RoutesTest, LetsPhonesAnswerAndSwitchTheMode) {
     EXPECT_FALSE(m_daemon->away());
     EXPECT_EQ(handlers.snapshot(), m_daemon->snapshot());
 }
+
+TEST_F(RoutesTest, TellsOfTheRelayOnceHoweverMuchItReports) {
+    start();
+    const auto stream = send(requestText("GET", "/events", ""));
+    const auto records = [&] {
+        const std::string& text = stream->receive();
+        std::size_t count = 0;
+        for (std::size_t at = 0; (at = text.find("data: ", at)) != text.npos; ++at)
+            ++count;
+        return count;
+    };
+    ASSERT_TRUE(eventually([&] { return records() == 1; }));
+    m_relay->report(JSONObject{{"ok", 1}});
+    for (int i = 0; i < 1000; ++i)
+        m_daemon->relay().onChange();
+    ASSERT_TRUE(eventually([&] { return records() == 2; }));
+    EXPECT_EQ(m_daemon->relayRevision(), 1000);
+    EXPECT_EQ(callsOf("push"), 0) << "the phones know, or need not";
+}
