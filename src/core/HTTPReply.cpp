@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <optional>
 
 namespace {
 
@@ -11,12 +10,6 @@ std::string_view trimmed(std::string_view text) {
     return first == std::string_view::npos
                ? std::string_view()
                : text.substr(first, text.find_last_not_of(" \t") + 1 - first);
-}
-
-bool isName(std::string_view text, std::string_view lowerCaseName) {
-    return std::ranges::equal(text, lowerCaseName, [](char left, char right) {
-        return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
-    });
 }
 
 template <typename Number>
@@ -40,6 +33,41 @@ int statusIn(std::string_view line) {
 }
 
 } // namespace
+
+bool HTTPReplyHead::Field::isNamed(std::string_view lowerCaseName) const {
+    return std::ranges::equal(name, lowerCaseName, [](char left, char right) {
+        return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
+    });
+}
+
+std::optional<HTTPReplyHead> HTTPReplyHead::read(std::string_view text) {
+    const auto nextLine = [&text] {
+        const std::size_t end = text.find("\r\n");
+        const std::string_view line = text.substr(0, end);
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 2);
+        return line;
+    };
+    HTTPReplyHead head{.status = statusIn(nextLine()), .fields = {}};
+    if (head.status == 0)
+        return std::nullopt;
+    while (!text.empty()) {
+        const std::string_view line = nextLine();
+        const std::size_t colon = line.find(':');
+        if (colon == std::string_view::npos)
+            return std::nullopt;
+        head.fields.push_back(
+            {.name = line.substr(0, colon), .value = trimmed(line.substr(colon + 1))});
+    }
+    return head;
+}
+
+std::optional<std::string_view> HTTPReplyHead::value(std::string_view lowerCaseName) const {
+    for (const Field& field : fields) {
+        if (field.isNamed(lowerCaseName))
+            return field.value;
+    }
+    return std::nullopt;
+}
 
 HTTPReplyReader::Progress HTTPReplyReader::add(std::string_view piece) {
     constexpr std::string_view endOfHead = "\r\n\r\n";
@@ -68,32 +96,20 @@ void HTTPReplyReader::dropFromBody(std::size_t count) {
     m_received.erase(m_bodyAt, count);
 }
 
-bool HTTPReplyReader::readHead(std::string_view head) {
-    const auto nextLine = [&head] {
-        const std::size_t end = head.find("\r\n");
-        const std::string_view line = head.substr(0, end);
-        head = end == std::string_view::npos ? std::string_view() : head.substr(end + 2);
-        return line;
-    };
-    m_status = statusIn(nextLine());
-    if (m_status == 0)
+bool HTTPReplyReader::readHead(std::string_view text) {
+    const auto head = HTTPReplyHead::read(text);
+    if (!head || head->value("transfer-encoding"))
         return false;
     std::optional<std::size_t> length;
-    while (!head.empty()) {
-        const std::string_view line = nextLine();
-        const std::size_t colon = line.find(':');
-        if (colon == std::string_view::npos)
-            return false;
-        const std::string_view name = line.substr(0, colon);
-        if (isName(name, "transfer-encoding"))
-            return false;
-        if (!isName(name, "content-length"))
+    for (const HTTPReplyHead::Field& field : head->fields) {
+        if (!field.isNamed("content-length"))
             continue;
-        const auto read = numberIn<std::size_t>(trimmed(line.substr(colon + 1)));
+        const auto read = numberIn<std::size_t>(field.value);
         if (!read || *read > maximumBody || (length && *length != *read))
             return false;
         length = read;
     }
+    m_status = head->status;
     m_isEndless = !length;
     m_bodyLength = length.value_or(0);
     return true;

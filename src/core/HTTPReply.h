@@ -1,8 +1,32 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+/// The status line and the header fields of an HTTP/1.x reply (RFC 9112 sections 4 and 5), as views
+/// into the text that they were read from.
+struct HTTPReplyHead {
+    struct Field {
+        std::string_view name;
+        std::string_view value; ///< without the blanks around it
+
+        /// Names of fields have no case.
+        [[nodiscard]] bool isNamed(std::string_view lowerCaseName) const;
+    };
+
+    int status = 0; ///< from 100 on
+    std::vector<Field> fields;
+
+    /// @param text up to the empty line, without it
+    /// @return nothing when it is no head
+    [[nodiscard]] static std::optional<HTTPReplyHead> read(std::string_view text);
+
+    /// The value of the first field of that name.
+    [[nodiscard]] std::optional<std::string_view> value(std::string_view lowerCaseName) const;
+};
 
 /// Collects one HTTP/1.1 reply of the daemon (RFC 9112) in whatever pieces it comes.
 ///
@@ -31,7 +55,7 @@ class HTTPReplyReader {
     void dropFromBody(std::size_t count);
 
   private:
-    [[nodiscard]] bool readHead(std::string_view head);
+    [[nodiscard]] bool readHead(std::string_view text);
 
     std::string m_received;
     int m_status = 0;

@@ -29,6 +29,15 @@ TEST(HTTPReplyReader, RefusesWhatIsNoReply) {
     EXPECT_EQ(HTTPReplyReader().add("HTTP/1.1 200 OK\r\n" + endless), Progress::refused);
 }
 
+TEST(HTTPReplyHead, FindsAFieldWhateverItsCase) {
+    const auto head = HTTPReplyHead::read("HTTP/1.1 426 Upgrade Required\r\nupdate: no\r\n"
+                                          "DATE:\t Sun, 06 Nov 1994 08:49:37 GMT \r\ndate: no");
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->status, 426);
+    EXPECT_EQ(head->value("date"), "Sun, 06 Nov 1994 08:49:37 GMT");
+    EXPECT_FALSE(head->value("dat"));
+}
+
 TEST(HTTPReplyReader, ABodyWithoutALengthGoesOn) {
     HTTPReplyReader reader;
     EXPECT_EQ(reader.add("HTTP/1.1 200 OK\r\n\r\nda"), Progress::endless);
