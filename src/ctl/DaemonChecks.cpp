@@ -2,6 +2,7 @@
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
+#include "ctl/Duration.h"
 #include "ctl/Presence.h"
 
 namespace ctl {

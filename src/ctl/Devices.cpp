@@ -8,7 +8,7 @@
 #include "core/Text.h"
 #include "ctl/Commands.h"
 #include "ctl/DaemonClient.h"
-#include "ctl/Moment.h"
+#include "ctl/LocalTime.h"
 #include "ctl/Naming.h"
 #include "ctl/Output.h"
 #include "ctl/Phone.h"
@@ -24,10 +24,10 @@ constexpr std::size_t widestName = 40;
 using Row = std::array<std::string, 4>;
 
 Row rowOf(const Phone& phone) {
-    const std::string moment = momentText(phone.addedAt);
+    const std::string pairedAt = dateTimeText(phone.addedAt);
     return {text::visible(naming::shortId(phone.id)),
             text::inOneRow(text::visible(phone.name), widestName),
-            moment.empty() ? localized("不知何時配對") : localized("%@ 配對", {moment}),
+            pairedAt.empty() ? localized("配對時間不明") : localized("%@ 配對", {pairedAt}),
             localized(phone.isOnline ? "在線" : "不在線上")};
 }
 

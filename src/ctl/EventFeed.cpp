@@ -1,13 +1,12 @@
 #include "ctl/EventFeed.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 #include <utility>
 
 #include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "core/Text.h"
+#include "ctl/LocalTime.h"
 #include "ctl/Presence.h"
 
 namespace ctl {
@@ -19,21 +18,10 @@ constexpr std::size_t firstEvents = 5;
 // A person reads no more of them.
 constexpr std::size_t maximumLines = 200;
 
-std::string timeOfDay(const JSONValue& event) {
-    const double at = json::numberOf(event, "at") / 1000;
-    // Beyond it no calendar says anything.
-    constexpr double year3000 = 32'503'680'000;
-    const auto seconds = static_cast<std::time_t>(std::clamp(at, 0.0, year3000));
-    std::tm parts{};
-    std::array<char, 16> text{};
-    if (!::localtime_r(&seconds, &parts) ||
-        std::strftime(text.data(), text.size(), "%H:%M:%S", &parts) == 0)
-        return "--:--:--";
-    return text.data();
-}
-
 std::string lineOf(const JSONValue& event) {
-    std::string line = timeOfDay(event);
+    std::string line = timeOfDayText(json::numberOf(event, "at"));
+    if (line.empty())
+        line = "--:--:--";
     for (const char* key : {"client", "event", "tool", "summary"}) {
         const std::string* part = json::textOf(event, key);
         if (part && !part->empty())

@@ -16,8 +16,8 @@
 #include "core/Text.h"
 #include "ctl/Commands.h"
 #include "ctl/DaemonClient.h"
+#include "ctl/Duration.h"
 #include "ctl/JobSignals.h"
-#include "ctl/Moment.h"
 #include "ctl/Output.h"
 #include "ctl/PairView.h"
 #include "ctl/Phone.h"
@@ -81,7 +81,7 @@ class Pairing {
             if (m_invite.left() < renewal && Clock::now() >= m_renewedAt + renewalPause) {
                 renew();
                 draw();
-            } else if (size() != m_view.size()) {
+            } else if (Terminal::size() != m_view.size()) {
                 draw();
             } else {
                 output::write(m_view.tick(countdownText(m_invite.left())));
@@ -92,11 +92,6 @@ class Pairing {
 
   private:
     [[nodiscard]] std::vector<Phone> phones() const { return phonesIn(m_daemon.get("/devices")); }
-
-    static PairView::Size size() {
-        const Terminal::Size size = Terminal::size();
-        return {.columns = size.columns, .rows = size.rows};
-    }
 
     [[nodiscard]] std::optional<Phone> newPhone() const {
         for (Phone& phone : phones()) {
@@ -112,7 +107,7 @@ class Pairing {
     }
 
     void draw() {
-        output::write(m_view.draw(m_invite.link, countdownText(m_invite.left()), size()));
+        output::write(m_view.draw(m_invite.link, countdownText(m_invite.left()), Terminal::size()));
     }
 
     // For the next second, or until the terminal has changed.

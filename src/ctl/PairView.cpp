@@ -30,7 +30,7 @@ std::size_t rowsFor(std::string_view text, std::size_t columns) {
 }
 
 // The code, or why there is none.
-std::string picture(const std::string& link, PairView::Size size, std::size_t otherRows) {
+std::string picture(const std::string& link, Terminal::Size size, std::size_t otherRows) {
     try {
         const qr::Code code = qr::encode(link);
         const std::size_t columns = qrdrawing::columns(code);
@@ -48,7 +48,8 @@ std::string picture(const std::string& link, PairView::Size size, std::size_t ot
 
 } // namespace
 
-std::string PairView::draw(const std::string& link, std::string_view timeLeft, Size size) {
+std::string PairView::draw(const std::string& link, std::string_view timeLeft,
+                           Terminal::Size size) {
     const bool isResized = m_rows > 0 && size != m_size;
     std::string text = isResized ? std::string(clearTerminal) : erase();
     m_size = size;

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "ctl/Terminal.h"
+
 namespace ctl {
 
 /// What the terminal shows while a phone may pair: the link as a QR code and as text, and how long
@@ -11,26 +13,20 @@ namespace ctl {
 /// be written to the terminal at once.
 class PairView {
   public:
-    struct Size {
-        std::size_t columns = 80;
-        std::size_t rows = 24;
-
-        bool operator==(const Size&) const = default;
-    };
-
     /// Everything anew, in place of what was drawn; on a cleared terminal when it has another size
     /// than before.
-    [[nodiscard]] std::string draw(const std::string& link, std::string_view timeLeft, Size size);
+    [[nodiscard]] std::string draw(const std::string& link, std::string_view timeLeft,
+                                   Terminal::Size size);
     /// The time in its place.
     [[nodiscard]] std::string tick(std::string_view timeLeft) const;
     /// Takes back what was drawn. The link is a secret as long as it is valid, and a code below the
     /// outcome would be taken for one that still is.
     [[nodiscard]] std::string erase();
 
-    [[nodiscard]] Size size() const { return m_size; }
+    [[nodiscard]] Terminal::Size size() const { return m_size; }
 
   private:
-    Size m_size;
+    Terminal::Size m_size;
     std::size_t m_rows = 0; // so many are drawn, each ended with a line feed
 };
 

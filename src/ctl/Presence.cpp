@@ -1,18 +1,10 @@
 #include "ctl/Presence.h"
 
-#include <cmath>
-
 #include "core/JSONMember.h"
 #include "core/Localized.h"
+#include "ctl/Duration.h"
 
 namespace ctl {
-
-namespace {
-
-constexpr double minute = 60;
-constexpr double hour = 60 * minute;
-
-} // namespace
 
 std::optional<Presence> Presence::from(const JSONValue& value) {
     const std::string* name = json::textOf(value, "mode");
@@ -29,14 +21,6 @@ std::optional<Presence> Presence::in(const JSONValue& snapshot) {
     return from(json::member(snapshot, "presence"));
 }
 
-std::string durationText(double seconds) {
-    if (seconds < 2 * minute)
-        return localized("%lld 秒", {std::floor(seconds)});
-    if (seconds < 2 * hour)
-        return localized("%lld 分鐘", {std::floor(seconds / minute)});
-    return localized("%lld 小時", {std::floor(seconds / hour)});
-}
-
 std::string textOf(const Presence& presence) {
     std::string decision =
         presence.isAway
@@ -44,9 +28,10 @@ std::string textOf(const Presence& presence) {
             : localized("%@，目前視為在電腦前：agent 照常在電腦上詢問", {label(presence.mode)});
     if (presence.mode != AwayMode::automatic)
         return decision;
+    constexpr double secondsPerMinute = 60;
     return decision + localized("（已閒置 %@，滿 %@ 才算離開）",
                                 {durationText(presence.idleSeconds),
-                                 durationText(presence.idleMinutes * minute)});
+                                 durationText(presence.idleMinutes * secondsPerMinute)});
 }
 
 } // namespace ctl

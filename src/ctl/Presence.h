@@ -20,9 +20,6 @@ struct Presence {
     [[nodiscard]] static std::optional<Presence> in(const JSONValue& snapshot);
 };
 
-/// "3 秒", "12 分鐘", "5 小時": how long, to the precision that matters.
-[[nodiscard]] std::string durationText(double seconds);
-
 /// Mode, decision and idle time as a sentence.
 [[nodiscard]] std::string textOf(const Presence& presence);
 

@@ -8,7 +8,7 @@
 #include "ctl/ConfigEdit.h"
 #include "ctl/Confirmation.h"
 #include "ctl/DaemonClient.h"
-#include "ctl/Moment.h"
+#include "ctl/LocalTime.h"
 #include "ctl/Output.h"
 #include "ctl/PushOutcome.h"
 #include "ctl/RelayAddress.h"
@@ -80,7 +80,7 @@ int relayStatus(const Context& context, const Arguments& arguments) {
                                                             json::numberOf(relay, "phones")}));
     const auto push = PushReport::from(json::member(relay, "lastPush"));
     output::writeRow(localized("上次推播"),
-                     push ? momentText(push->at) + " " + push->text() : localized("還沒有"));
+                     push ? dateTimeText(push->at) + " " + push->text() : localized("還沒有"));
     return 0;
 }
 

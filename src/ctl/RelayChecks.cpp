@@ -3,7 +3,7 @@
 #include "core/JSONMember.h"
 #include "core/Localized.h"
 #include "ctl/Checks.h"
-#include "ctl/Presence.h"
+#include "ctl/Duration.h"
 #include "ctl/RelayProbe.h"
 
 namespace ctl {

@@ -31,6 +31,8 @@ class Terminal {
     struct Size {
         std::size_t columns = 80;
         std::size_t rows = 24;
+
+        bool operator==(const Size&) const = default;
     };
     [[nodiscard]] static Size size();
 

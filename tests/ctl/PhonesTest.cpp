@@ -53,8 +53,8 @@ TEST(Devices, AreListedAndRemovedByTheBeginningOfTheirId) {
               "abcd1111  小明的 \\u{202E}phone\\u{001B}" + std::string(14, ' ') +
                   "2023-11-15 06:13 配對  在線\n"
                   "abcd2222  " +
-                  std::string(39, 'n') + "…  不知何時配對           不在線上\n-cd_xxxx  P" +
-                  std::string(39, ' ') + "  不知何時配對           不在線上\n");
+                  std::string(39, 'n') + "…  配對時間不明           不在線上\n-cd_xxxx  P" +
+                  std::string(39, ' ') + "  配對時間不明           不在線上\n");
     EXPECT_EQ(JSONValue::parse(ctl({"devices", "--json"}).output), JSONValue(list));
 
     for (const char* id : {"abcd", "bcd1", "abc", "abcd3"}) {
