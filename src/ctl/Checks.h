@@ -23,7 +23,7 @@ namespace ctl {
 /// blocked. Nothing without relay settings.
 [[nodiscard]] Findings checkRelayPath(const Context& context, const DaemonReport& report);
 
-/// All of them but the last, in this order.
+/// All of them but `checkRelayPath`, in this order.
 [[nodiscard]] Findings diagnose(const Context& context, const DaemonReport& report);
 
 } // namespace ctl

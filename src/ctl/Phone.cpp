@@ -7,7 +7,9 @@ namespace ctl {
 std::vector<Phone> phonesIn(const JSONValue& devices) {
     std::vector<Phone> phones;
     const JSONArray* elements = devices.array();
-    for (const JSONValue& element : elements ? *elements : JSONArray()) {
+    if (!elements)
+        return phones;
+    for (const JSONValue& element : *elements) {
         const std::string* id = json::textOf(element, "id");
         const std::string* name = json::textOf(element, "name");
         if (id)
