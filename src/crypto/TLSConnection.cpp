@@ -1,7 +1,7 @@
 #include "crypto/TLSConnection.h"
 
 #include <cerrno>
-#include <limits>
+#include <system_error>
 
 #include <openssl/err.h>
 #include <openssl/ssl.h>
@@ -104,7 +104,7 @@ bool complete(SSL* connection, TLSConnection::Deadline deadline, Kind failure, C
         case SSL_ERROR_ZERO_RETURN:
             return false;
         case SSL_ERROR_SYSCALL:
-            throw TLSError(Kind::broken, lastWords());
+            throw TLSError(Kind::broken, std::generic_category().message(errno));
         default:
             throw TLSError(failure, lastWords());
         }

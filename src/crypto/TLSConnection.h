@@ -26,7 +26,7 @@ class TLSError final : public std::runtime_error {
         trustedFile       ///< the file of more authorities holds no certificates
     };
 
-    /// @param message OpenSSL's words, in English
+    /// @param message OpenSSL's words or the system's, in English
     TLSError(Kind kind, const std::string& message) : std::runtime_error(message), m_kind(kind) {}
 
     [[nodiscard]] Kind kind() const { return m_kind; }

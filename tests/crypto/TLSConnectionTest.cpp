@@ -3,7 +3,6 @@
 #include "crypto/TLSConnection.h"
 
 #include <csignal>
-#include <cstring>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -74,20 +73,32 @@ TEST(TLSConnection, IsMadeOnlyWithWhomItIsMeantFor) {
 }
 
 TEST(TLSConnection, EndsInTimeWithAPeerThatSpeaksNoTLS) {
-    for (const auto& [words, kind] :
-         {std::pair("", Kind::notInTime), std::pair("HTTP/1.0 200 ok\r\n\r\n", Kind::handshake)}) {
+    std::signal(SIGPIPE, SIG_IGN);
+    struct Case {
+        std::string_view words;
+        bool isGone;
+        Kind kind;
+        std::string_view message; // a part of it
+    };
+    for (const Case& one :
+         {Case{"", false, Kind::notInTime, ""},
+          {"HTTP/1.0 200 ok\r\n\r\n", false, Kind::handshake, "wrong version number"},
+          {"", true, Kind::broken, "Broken pipe"}}) {
         std::array<int, 2> ends{};
         ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()),
                   0);
         const Descriptor own(ends[0]);
-        const Descriptor peer(ends[1]);
-        ASSERT_GE(::write(peer.number(), words, std::strlen(words)), 0);
+        Descriptor peer(ends[1]);
+        ASSERT_GE(::write(peer.number(), one.words.data(), one.words.size()), 0);
+        if (one.isGone)
+            peer.reset();
         const auto begun = std::chrono::steady_clock::now();
         try {
             const TLSConnection connection(own.number(), "relay.test", "", begun + 200ms);
-            ADD_FAILURE() << words;
+            ADD_FAILURE() << one.words;
         } catch (const TLSError& error) {
-            EXPECT_EQ(error.kind(), kind) << error.what();
+            EXPECT_EQ(error.kind(), one.kind) << error.what();
+            EXPECT_THAT(error.what(), testing::HasSubstr(one.message));
         }
         EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s);
     }
