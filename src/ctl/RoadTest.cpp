@@ -121,7 +121,7 @@ std::optional<double> arrivalOf(const DaemonClient& daemon, std::string_view mes
     return std::nullopt;
 }
 
-void walk(const DaemonClient& daemon, const std::string& hook) {
+void testHook(const DaemonClient& daemon, const std::string& hook) {
     const std::string message = "tamsellctl test " + nonce();
     const JSONObject event{{"hook_event_name", "Notification"},
                            {"session_id", session},
@@ -251,7 +251,7 @@ enum class RelayTest {
 };
 
 // The last hop: from Tamsell to the phones' relay.
-void walkToRelay(const DaemonClient& daemon, RelayTest kind) {
+void testRelay(const DaemonClient& daemon, RelayTest kind) {
     const std::string hop = localized("中繼");
     const JSONValue snapshot = daemon.get("/state");
     const JSONValue& relay = json::member(snapshot, "relay");
@@ -269,7 +269,7 @@ void walkToRelay(const DaemonClient& daemon, RelayTest kind) {
     const PushOutcome outcome = sendTestPush(daemon);
     if (!outcome.report)
         failAt(push, outcome.text);
-    const std::string answer = localized("中繼有回音，%@", {outcome.text});
+    const std::string answer = localized("中繼有回應，%@", {outcome.text});
     if (outcome.isDelivered)
         report(push, answer, Milliseconds(std::max(outcome.report->at - begunAt, 0.0)));
     else
@@ -293,9 +293,9 @@ int test(const Context& context, const Arguments& arguments) {
     if (arguments.ask)
         ask(daemon, hook);
     else
-        walk(daemon, hook);
+        testHook(daemon, hook);
     // A question is notified to the phones by itself.
-    walkToRelay(daemon, arguments.ask ? RelayTest::connection : RelayTest::push);
+    testRelay(daemon, arguments.ask ? RelayTest::connection : RelayTest::push);
     output::write(localized("整個流程都正常") + "\n");
     return 0;
 }

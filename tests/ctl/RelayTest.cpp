@@ -144,7 +144,7 @@ TEST(Relay, EchoesATestPush) {
     const CtlRun walked = runCtl(home, {"test"});
     EXPECT_EQ(walked.exitCode, 0) << walked.errors;
     EXPECT_THAT(walked.output,
-                HasSubstr("✓ 中繼：已連線\n– 推播：中繼有回音，還沒有手機註冊推播，先在手機上打開 "
+                HasSubstr("✓ 中繼：已連線\n– 推播：中繼有回應，還沒有手機註冊推播，先在手機上打開 "
                           "Tamsell App\n整個流程都正常\n"));
     // Looking does not take the daemon's place.
     EXPECT_THAT(runCtl(home, {"doctor"}).output, HasSubstr("✓ 中繼連線：127.0.0.1:"));
