@@ -4,22 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "core/DaemonError.h"
 #include "ctl/RelayAddress.h"
+#include "ctl/RelayUnreachable.h"
 
 namespace ctl {
-
-/// What stands in the way to a relay.
-class RelayUnreachable final : public DaemonError {
-  public:
-    RelayUnreachable(const std::string& message, std::string remedy)
-        : DaemonError(message), m_remedy(std::move(remedy)) {}
-
-    [[nodiscard]] const std::string& remedy() const { return m_remedy; }
-
-  private:
-    std::string m_remedy;
-};
 
 /// How a relay answered.
 struct RelayReply {
@@ -30,8 +18,8 @@ struct RelayReply {
     std::chrono::microseconds took{0}; ///< all of it, from the look-up of the name
 };
 
-/// Goes the way to a relay, step by step: name, connection, certificate, a request. No step takes
-/// longer than five seconds, but for three seconds for each further address of the name.
+/// Goes the way to a relay, step by step: name, connection, certificate (see `RelaySocket`), and a
+/// request, which is answered within five seconds.
 ///
 /// The request is for the place where computers connect, but without their token and without
 /// becoming a WebSocket: a second connection with the token would take the place of the daemon's.

@@ -4,12 +4,12 @@
 #include "ctl/RelayAddress.h"
 
 #include <ctime>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "core/AtomicFile.h"
 #include "core/Config.h"
 #include "core/DaemonError.h"
 #include "ctl/AtATerminal.h"
@@ -55,42 +55,27 @@ Config settingsOf(const std::filesystem::path& home) {
 TEST(Relay, IsSetAndResetWhileTheDaemonRuns) {
     // Nobody listens on the discard port.
     constexpr const char* url = "http://127.0.0.1:9";
-    const RunningDaemon daemon({{"custom", 1}}, RunningDaemon::Port::inTheSettings);
+    Config config;
+    config.raw = {{"custom", 1}};
+    config.setRelay(Config::freshRelayConfig(url));
+    config.upsertDevice({.id = "0123456789012345678901",
+                         .name = "P",
+                         .key = "AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA",
+                         .addedAt = 1});
+    const RelayConfig first = config.relay().value();
+    const RunningDaemon daemon(config.raw, RunningDaemon::Port::inTheSettings);
     const std::filesystem::path& home = daemon.home().path();
     const auto ctl = [&](std::vector<std::string> words) { return runCtl(home, std::move(words)); };
     const auto shown = [&](const char* key) { return *(*daemon.state()["relay"])[key]; };
 
-    EXPECT_THAT(ctl({"relay", "status"}).output, HasSubstr("還沒設定中繼"));
-    EXPECT_EQ(ctl({"relay", "set", "http://relay.example"}).exitCode, 2);
-    EXPECT_EQ(ctl({"relay", "reset"}).output, "本來就沒有設定中繼\n");
-    EXPECT_FALSE(settingsOf(home).relay());
-
-    const CtlRun set = ctl({"relay", "set", " " + std::string(url) + "// "});
-    EXPECT_EQ(set.output, "中繼已設為 " + std::string(url) + "\n接著用 tamsellctl pair 配對手機\n")
-        << set.errors;
-    EXPECT_EQ(shown("url"), JSONValue(url));
-    const RelayConfig first = settingsOf(home).relay().value();
-    EXPECT_TRUE(first.agreementKey());
     EXPECT_EQ(JSONValue::parse(ctl({"relay", "status", "--json"}).output),
               *daemon.state()["relay"]);
     EXPECT_THAT(ctl({"relay", "status"}).output, HasSubstr("沒有連上\n"));
-    EXPECT_EQ(ctl({"test"}).exitCode, 1);
+    ASSERT_EQ(ctl({"hooks", "install"}).exitCode, 0);
+    EXPECT_THAT(ctl({"test"}).errors, HasSubstr("還沒連上中繼"));
 
-    // The same relay with new keys.
-    EXPECT_EQ(ctl({"relay", "set", url}).exitCode, 0);
-    Config settings = settingsOf(home);
-    EXPECT_NE(settings.relay()->auth, first.auth);
-    EXPECT_NE(settings.relay()->channel, first.channel);
-    EXPECT_NE(settings.relay()->privateKey, first.privateKey);
-    EXPECT_EQ(*settings.raw.find("custom"), JSONValue(1));
-
-    // Phones that would be lost.
-    settings.upsertDevice({.id = "0123456789012345678901",
-                           .name = "P",
-                           .key = "AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA",
-                           .addedAt = 1});
-    atomicfile::write(home / "config.json", json::pretty(settings.raw) + "\n", 0600);
-    ASSERT_TRUE(until([&] { return shown("devices") == JSONValue(1); }));
+    // The phone would be lost.
+    EXPECT_EQ(ctl({"relay", "set", "http://relay.example"}).exitCode, 2);
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"relay", "reset"}, {"relay", "set", "http://127.0.0.1:10"}}) {
         const CtlRun run = ctl(words);
@@ -103,17 +88,29 @@ TEST(Relay, IsSetAndResetWhileTheDaemonRuns) {
         terminal.type(answer);
         EXPECT_TRUE(terminal.shows("什麼都沒有改\r\ncode 1")) << answer;
     }
-    EXPECT_EQ(settingsOf(home).relay(), settings.relay());
+    EXPECT_EQ(settingsOf(home).relay(), first);
+
+    // The same relay with new keys.
     AtATerminal terminal(home.string(),
-                         "tamsellctl relay set http://127.0.0.1:10; echo \"code $?\"");
+                         "tamsellctl relay set ' " + std::string(url) + "// '; echo \"code $?\"");
     ASSERT_TRUE(terminal.shows("[y/N]"));
     terminal.type("y\n");
-    EXPECT_TRUE(terminal.shows("code 0"));
+    EXPECT_TRUE(terminal.shows("中繼已設為 " + std::string(url) +
+                               "\r\n接著用 tamsellctl pair 配對手機\r\ncode 0"));
+    EXPECT_EQ(shown("url"), JSONValue(url));
     EXPECT_EQ(shown("devices"), JSONValue(0));
+    const RelayConfig second = settingsOf(home).relay().value();
+    EXPECT_TRUE(second.agreementKey());
+    EXPECT_NE(second.auth, first.auth);
+    EXPECT_NE(second.channel, first.channel);
+    EXPECT_NE(second.privateKey, first.privateKey);
+
     EXPECT_EQ(ctl({"relay", "reset", "--yes"}).output, "已移除中繼的設定\n");
     EXPECT_EQ(shown("configured"), JSONValue(false));
     EXPECT_FALSE(settingsOf(home).raw.find("relay"));
     EXPECT_EQ(*settingsOf(home).raw.find("custom"), JSONValue(1));
+    EXPECT_THAT(ctl({"relay", "status"}).output, HasSubstr("還沒設定中繼"));
+    EXPECT_EQ(ctl({"relay", "reset"}).output, "本來就沒有設定中繼\n");
 }
 
 TEST(Relay, LosesNothingThatItCannotRead) {
@@ -219,26 +216,27 @@ TEST(RelayChecks, TellWhatTheRelayAnswers) {
 
 TEST(RelayChecks, NameWhatIsInTheWay) {
     Certificates authority;
-    const OpenSSLServer good(authority.issue("DNS:localhost"));
-    const OpenSSLServer expired(authority.issue("DNS:localhost", Certificates::Validity::expired));
-    const OpenSSLServer other(authority.issue("DNS:relay.test"));
-    const OpenSSLServer own(authority.selfSigned("DNS:localhost"));
-    const auto at = [](const OpenSSLServer& server) {
-        return "https://localhost:" + std::to_string(server.port());
-    };
+    const OpenSSLServer server(authority.issue("DNS:localhost"));
+    const std::string secure = "https://localhost:" + std::to_string(server.port());
+    const FakeDaemon resetting;
+    const std::jthread peer([&] {
+        const Descriptor connection = resetting.accept();
+        (void)requestOf(connection);
+        const linger reset{.l_onoff = 1, .l_linger = 0};
+        ::setsockopt(connection.number(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    });
+    const std::string broken = "127.0.0.1:" + std::to_string(resetting.port());
     struct Case {
         std::string url;
         std::string trustedFile;
-        const char* line;
+        std::string line;
     };
-    const std::string trusted = authority.authority();
     const std::vector<Case> cases{
-        {at(good), trusted, "✓ 中繼連線：localhost:"},
-        {at(good), "", "✗ 中繼連線：localhost 的憑證由不受信任的機構簽發 → "},
-        {at(good), "/dev/null", "✗ 中繼連線：TAMSELL_RELAY_CA 的檔案 /dev/null 裡沒有憑證 → "},
-        {at(expired), trusted, "✗ 中繼連線：localhost 的憑證過期了 → "},
-        {at(other), trusted, "✗ 中繼連線：對方的憑證不是給 localhost 的 → "},
-        {at(own), trusted, "✗ 中繼連線：localhost 的憑證是自己簽的，沒有人擔保 → "},
+        {secure, authority.authority(), "✓ 中繼連線：localhost:"},
+        {secure, "", "✗ 中繼連線：localhost 的憑證由不受信任的機構簽發 → "},
+        {"http://" + broken, "",
+         "✗ 中繼連線：與 " + broken +
+             " 的連線中斷（Connection reset by peer） → 檢查網路與中繼網址"},
         {"https://127.0.0.1:9", "", "✗ 中繼連線：連不上 127.0.0.1:9（Connection refused） → "},
         {"http://192.0.2.1", "", "✗ 中繼連線：config.json 的中繼網址有問題：http 只能"},
     };
