@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "core/Clock.h"
-#include "ctl/AtATerminal.h"
 #include "ctl/CtlRun.h"
+#include "ctl/PseudoTerminal.h"
 #include "ctl/QRDrawing.h"
 #include "ctl/QRImage.h"
 #include "support/ScriptedDaemon.h"
@@ -127,7 +127,7 @@ class Inviting {
 
 TEST(Pair, ShowsACodeUntilAPhoneHasTakenIt) {
     Inviting inviting;
-    AtATerminal terminal(inviting.home(), "tamsellctl pair; echo \"code $?\"", 24, 80);
+    PseudoTerminal terminal(inviting.home(), "tamsellctl pair; echo \"code $?\"", 24, 80);
     ASSERT_TRUE(terminal.shows("只能配對一支手機，10:00 後失效"));
     EXPECT_THAT(terminal.before(), HasSubstr("終端機太小，畫不下 QR code：要 57 欄 33 列"));
     EXPECT_EQ(scanned(terminal.before()), "");
@@ -147,7 +147,7 @@ TEST(Pair, ShowsACodeUntilAPhoneHasTakenIt) {
 TEST(Pair, ReplacesAnInviteThatEndsAndEndsItselfByASignal) {
     Inviting inviting;
     inviting.life = 2000;
-    AtATerminal terminal(inviting.home(), "exec tamsellctl pair", 60, 100);
+    PseudoTerminal terminal(inviting.home(), "exec tamsellctl pair", 60, 100);
     ASSERT_TRUE(terminal.shows("只能配對一支手機"));
     EXPECT_EQ(scanned(terminal.before()), linkNumber(0));
     ASSERT_TRUE(terminal.shows("\x1b[J"));

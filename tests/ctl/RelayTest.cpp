@@ -12,8 +12,8 @@
 
 #include "core/Config.h"
 #include "core/DaemonError.h"
-#include "ctl/AtATerminal.h"
 #include "ctl/CtlRun.h"
+#include "ctl/PseudoTerminal.h"
 #include "ctl/QRImage.h"
 #include "e2e/RunningDaemon.h"
 #include "support/OpenSSLServer.h"
@@ -83,7 +83,7 @@ TEST(Relay, IsSetAndResetWhileTheDaemonRuns) {
         EXPECT_THAT(run.errors, HasSubstr("已配對 1 支手機，之後都要重新配對"));
     }
     for (const char* answer : {"\n", "n\n", "yes please\n"}) {
-        AtATerminal terminal(home.string(), "tamsellctl relay reset; echo \"code $?\"");
+        PseudoTerminal terminal(home.string(), "tamsellctl relay reset; echo \"code $?\"");
         ASSERT_TRUE(terminal.shows("[y/N]"));
         terminal.type(answer);
         EXPECT_TRUE(terminal.shows("什麼都沒有改\r\ncode 1")) << answer;
@@ -91,8 +91,8 @@ TEST(Relay, IsSetAndResetWhileTheDaemonRuns) {
     EXPECT_EQ(settingsOf(home).relay(), first);
 
     // The same relay with new keys.
-    AtATerminal terminal(home.string(),
-                         "tamsellctl relay set ' " + std::string(url) + "// '; echo \"code $?\"");
+    PseudoTerminal terminal(home.string(), "tamsellctl relay set ' " + std::string(url) +
+                                               "// '; echo \"code $?\"");
     ASSERT_TRUE(terminal.shows("[y/N]"));
     terminal.type("y\n");
     EXPECT_TRUE(terminal.shows("中繼已設為 " + std::string(url) +
@@ -147,7 +147,7 @@ TEST(Relay, EchoesATestPush) {
     EXPECT_THAT(runCtl(home, {"doctor"}).output, HasSubstr("✓ 中繼連線：127.0.0.1:"));
     EXPECT_EQ(relay.connections(), 1);
 
-    AtATerminal terminal(home.string(), "exec tamsellctl pair", 60, 100);
+    PseudoTerminal terminal(home.string(), "exec tamsellctl pair", 60, 100);
     ASSERT_TRUE(terminal.shows("只能配對一支手機"));
     EXPECT_THAT(scanned(terminal.before()), StartsWith(relay.url() + "/#v=2&c="));
 }

@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ctl/AtATerminal.h"
 #include "ctl/KeyGate.h"
+#include "ctl/PseudoTerminal.h"
 #include "e2e/RunningDaemon.h"
 
 using testing::HasSubstr;
@@ -17,9 +17,9 @@ namespace {
 
 TEST(Watch, AnswersWithAKeyAndLeavesTheTerminalAsItWas) {
     RunningDaemon daemon({{"mode", "on"}}, RunningDaemon::Port::inTheSettings);
-    AtATerminal watch(daemon.home().path().string(),
-                      // As a job of the shell.
-                      "set -m; tamsellctl watch; echo stopped; read line; fg");
+    PseudoTerminal watch(daemon.home().path().string(),
+                         // As a job of the shell.
+                         "set -m; tamsellctl watch; echo stopped; read line; fg");
     ASSERT_TRUE(watch.shows("目前視為離開"));
 
     auto agent = daemon.runHook("claude", permissionRequest("s"));

@@ -16,11 +16,11 @@
 #include "e2e/Until.h"
 
 /// A shell with a terminal of its own, in which tamsellctl runs for the user of a data directory.
-class AtATerminal {
+class PseudoTerminal {
   public:
     /// @param script for the shell; "tamsellctl" is the program under test
-    explicit AtATerminal(const std::string& home, const std::string& script,
-                         unsigned short rows = 24, unsigned short columns = 80) {
+    explicit PseudoTerminal(const std::string& home, const std::string& script,
+                            unsigned short rows = 24, unsigned short columns = 80) {
         int end = -1;
         const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
         m_id = ::forkpty(&end, nullptr, nullptr, &size);
@@ -37,12 +37,12 @@ class AtATerminal {
         }
         m_end = Descriptor(end);
     }
-    ~AtATerminal() {
+    ~PseudoTerminal() {
         m_end.reset(); // The terminal is gone, and so is what runs in it.
         (void)status();
     }
-    AtATerminal(const AtATerminal&) = delete;
-    AtATerminal& operator=(const AtATerminal&) = delete;
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
     void type(std::string_view bytes) const {
         EXPECT_EQ(::write(m_end.number(), bytes.data(), bytes.size()),
