@@ -19,7 +19,7 @@ struct RelayReply {
 };
 
 /// Goes the way to a relay, step by step: name, connection, certificate (see `RelaySocket`), and a
-/// request, which is answered within five seconds.
+/// request, whose reply has five seconds to come.
 ///
 /// The request is for the place where computers connect, but without their token and without
 /// becoming a WebSocket: a second connection with the token would take the place of the daemon's.
