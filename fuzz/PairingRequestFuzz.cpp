@@ -2,7 +2,7 @@
 #include <string>
 #include <string_view>
 
-#include "RelayPeer.h"
+#include "RequireUsable.h"
 #include "core/Text.h"
 
 namespace {
@@ -52,7 +52,7 @@ JSONObject completed(JSONObject request, const Invite& invite, const PhoneKey& k
 
 void requireRightlyPaired(RelayPeer& peer, const JSONObject& request, const Invite& invite,
                           const PhoneKey& key) {
-    const PairedDevice& device = peer.m_paired.front();
+    const PairedDevice& device = peer.paired.front();
     require(request.optionalString("device") == device.id);
     require(text::prefix(device.id, 22) == device.id && text::prefix(device.id, 21) != device.id);
     require(device.id != RelayPeer::phoneA && device.id != RelayPeer::phoneB);
@@ -83,33 +83,34 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(reinterpret_cast<const char*>(data), size);
     const auto value = JSONValue::parse(text);
     RelayPeer peer;
-    const LiveInvite live = peer.m_client.makeInvite().value();
+    peer.connect();
+    const LiveInvite live = peer.client.makeInvite().value();
     if (!value || !value->object()) {
-        peer.receive(text);
-        require(peer.takeMessages().empty() && peer.m_paired.empty());
-        require(peer.m_client.inviteIsLive(live));
+        peer.sockets.receive(text);
+        require(peer.takeMessages().empty() && peer.paired.empty());
+        require(peer.client.inviteIsLive(live));
         return 0;
     }
 
     const JSONObject request = completed(*value->object(), live.invite, key);
     const auto frame = json::compact(request);
     require(frame.has_value());
-    peer.receive(*frame);
+    peer.sockets.receive(*frame);
     require(peer.takeMessages().empty());
-    require(peer.m_paired.size() <= 1 && peer.m_added.size() == peer.m_paired.size());
-    require(peer.m_client.inviteIsLive(live) == peer.m_paired.empty());
-    if (!peer.m_paired.empty())
+    require(peer.paired.size() <= 1 && peer.added.size() == peer.paired.size());
+    require(peer.client.inviteIsLive(live) == peer.paired.empty());
+    if (!peer.paired.empty())
         requireRightlyPaired(peer, request, live.invite, key);
 
     // Once more, and from another phone.
     JSONObject second = request;
     second.set("device", "dddddddddddddddddddddd");
     second.set("proof", rightProof(second, live.invite));
-    const std::size_t paired = peer.m_paired.size();
-    peer.receive(*frame);
+    const std::size_t paired = peer.paired.size();
+    peer.sockets.receive(*frame);
     if (paired != 0)
-        peer.receive(RelayPeer::textOf(second));
-    require(peer.m_paired.size() == paired);
-    peer.requireUsable();
+        peer.sockets.receive(RelayPeer::textOf(second));
+    require(peer.paired.size() == paired);
+    requireUsable(peer);
     return 0;
 }

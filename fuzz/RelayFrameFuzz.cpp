@@ -2,7 +2,7 @@
 #include <string>
 #include <string_view>
 
-#include "RelayPeer.h"
+#include "RequireUsable.h"
 
 // The input is what the relay sends, a frame a line. Whatever a relay sends, nothing but what
 // phones have sealed reaches the daemon, only paired phones that are online get an answer, and the
@@ -10,11 +10,12 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view rest(reinterpret_cast<const char*>(data), size);
     RelayPeer peer;
+    peer.connect();
     while (!rest.empty()) {
         const auto end = std::min(rest.find('\n'), rest.size());
-        const std::size_t calls = peer.m_calls.size();
-        peer.receive(std::string(rest.substr(0, end)));
-        require(peer.m_calls.size() <= calls + 1);
+        const std::size_t asked = peer.asked.size();
+        peer.sockets.receive(std::string(rest.substr(0, end)));
+        require(peer.asked.size() <= asked + 1);
         for (const auto& [phone, message] : peer.takeMessages()) {
             const std::string* type = message.string("type");
             require(type && (*type == "state" || *type == "result"));
@@ -22,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     // The relay alone can seal nothing, knows no invite, and repeats a sealed message in vain.
-    require(peer.m_paired.empty() && peer.m_added.empty());
-    peer.requireUsable();
+    require(peer.paired.empty() && peer.added.empty());
+    requireUsable(peer);
     return 0;
 }

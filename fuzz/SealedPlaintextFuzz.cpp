@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "RelayPeer.h"
+#include "RequireUsable.h"
 #include "crypto/AESGCM.h"
 #include "relay/E2EError.h"
 
@@ -36,9 +36,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view plaintext(reinterpret_cast<const char*>(data), size);
     const auto value = JSONValue::parse(plaintext);
     RelayPeer peer;
-    const Box::Sealed sealed = seal(peer.phone(RelayPeer::phoneA), plaintext);
+    peer.connect();
+    const Box::Sealed sealed = seal(peer.boxOf(RelayPeer::phoneA), plaintext);
 
-    Box box = peer.phone(RelayPeer::phoneA);
+    Box box = peer.boxOf(RelayPeer::phoneA);
     box.sendDirection = Box::Direction::macToPhone;
     std::optional<JSONObject> opened;
     try {
@@ -58,23 +59,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     peer.setOnline({RelayPeer::phoneA, RelayPeer::phoneB});
+    peer.time.pass(std::chrono::seconds(1)); // Both get the state, and the next need not wait.
+    peer.time.jump(std::chrono::seconds(-1));
     peer.takeMessages();
-    const std::string frame = RelayPeer::frameFrom(RelayPeer::phoneA, sealed);
-    peer.receive(frame);
+    const std::string frame = RelayPeer::relayed(RelayPeer::phoneA, sealed);
+    peer.sockets.receive(frame);
     const auto replies = peer.takeMessages();
     require(replies.size() == (opened ? 1U : 0U));
-    require(peer.m_log.size() == (opened ? 0U : 1U));
+    require(peer.log.size() == (opened ? 0U : 1U));
     const std::string type = opened ? opened->optionalString("type").value_or("") : "";
-    require(peer.m_calls.size() == (type == "answer" || type == "mode" ? 1U : 0U));
+    require(peer.asked.size() == (type == "answer" || type == "mode" ? 1U : 0U));
     if (opened) {
         const JSONObject& reply = replies[0].content;
         require(*reply.string("type") == (type == "hello" ? "state" : "result"));
         require(type == "hello" || *reply.find("re") == *opened->find("id"));
     }
 
-    const std::size_t calls = peer.m_calls.size();
-    peer.receive(frame);
-    require(peer.m_calls.size() == calls && peer.takeMessages().empty());
-    peer.requireUsable();
+    const std::size_t asked = peer.asked.size();
+    peer.sockets.receive(frame);
+    require(peer.asked.size() == asked && peer.takeMessages().empty());
+    requireUsable(peer);
     return 0;
 }

@@ -2,12 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "core/Base64Url.h"
-#include "core/DaemonError.h"
-#include "core/JSONMember.h"
-#include "relay/PairingKeys.h"
-#include "support/FakeScheduler.h"
-#include "support/FakeWebSocket.h"
+#include "support/RelayPeer.h"
 
 namespace {
 
@@ -17,88 +12,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-const std::string phoneA = "aaaaaaaaaaaaaaaaaaaaaa";
-const std::string phoneB = "bbbbbbbbbbbbbbbbbbbbbb";
-
-std::string keyText(std::uint8_t first) {
-    std::array<std::uint8_t, 32> key{first};
-    return base64url::encode(key);
-}
-
-/// A client with two paired phones, a relay that the test plays, and time that it moves.
-class RelayClientTest : public testing::Test {
+class RelayClientTest : public testing::Test, protected RelayPeer {
   protected:
-    RelayClientTest() {
-        m_relay.url = "https://relay.test/some/path?query#fragment";
-        m_relay.channel = "channel";
-        m_relay.auth = "to+ken";
-        m_relay.devices = {{phoneA, "A", keyText(1), 1}, {phoneB, "B", keyText(2), 2}};
-        for (const auto& device : m_relay.devices) {
-            Box& box = m_phones[device.id];
-            box = {m_relay.channel,
-                   device.id,
-                   pairing::keyFromText(device.key).value(),
-                   Box::Direction::phoneToMac,
-                   [this] { return m_time.now(); },
-                   {}};
-        }
-        m_client.log = [this](const LogMessage& message) { m_log.emplace_back(message.text); };
-        m_client.onChange = [this] { ++m_changes; };
-        m_client.handlers = RelayClient::Handlers{
-            [this] {
-                ++m_snapshots;
-                return m_snapshot;
-            },
-            [this](const std::string& target, const JSONObject& answer) {
-                m_asked.push_back(target + " " + json::compact(answer).value());
-                if (target == "gone")
-                    throw DaemonError("已經回答過或已逾時");
-            },
-            [this](const std::string& mode) { m_asked.push_back("mode " + mode); },
-            [this](const PairedDevice& device) {
-                m_relay.devices.push_back(device);
-                m_client.update(m_relay);
-            }};
-    }
-
-    void connect() {
-        m_client.update(m_relay);
-        m_sockets.open();
-        m_sockets.takeSent();
-        m_log.clear();
-    }
-
-    void setOnline(const std::vector<std::string>& phones) {
-        m_sockets.receive(
-            json::compact(
-                JSONObject{{"t", "peers"}, {"phones", JSONArray(phones.begin(), phones.end())}})
-                .value());
-    }
-
-    /// A frame that the phone sends, as the relay hands it on.
-    std::string frameFrom(const std::string& phone, const JSONObject& message) {
-        const auto [n, c] = m_phones.at(phone).seal(message);
-        return json::compact(JSONObject{{"t", "msg"}, {"from", phone}, {"n", n}, {"c", c}}).value();
-    }
-
-    /// The messages for phones since this was last asked, opened.
-    std::vector<std::pair<std::string, JSONObject>> takeMessages() {
-        std::vector<std::pair<std::string, JSONObject>> messages;
-        const auto open = [&](const JSONValue& item) {
-            const std::string to = *json::textOf(item, "to");
-            messages.emplace_back(
-                to, m_phones.at(to).open(*json::textOf(item, "n"), *json::textOf(item, "c")));
-        };
-        for (const std::string& frame : m_sockets.takeSent()) {
-            const JSONValue value = JSONValue::parse(frame).value();
-            if (*json::textOf(value, "t") == "msg")
-                open(value);
-            for (const JSONValue& item : json::arrayOf(value, "items"))
-                open(item);
-        }
-        return messages;
-    }
-
     /// To whom a state went since this was last asked.
     std::vector<std::string> takeStates() {
         std::vector<std::string> phones;
@@ -107,23 +22,12 @@ class RelayClientTest : public testing::Test {
                 phones.push_back(to);
         return phones;
     }
-
-    FakeScheduler m_time;
-    FakeWebSockets m_sockets;
-    RelayConfig m_relay = Config::freshRelayConfig("");
-    std::map<std::string, Box> m_phones;
-    std::vector<std::string> m_log;
-    std::vector<std::string> m_asked;
-    JSONValue m_snapshot = JSONObject{{"pending", JSONArray{}}};
-    int m_snapshots = 0;
-    int m_changes = 0;
-    RelayClient m_client{{m_sockets.opener(), m_time, [this] { return m_time.now(); }}};
 };
 
 TEST_F(RelayClientTest, ConnectsWhereTheSettingsSay) {
-    m_client.update(std::nullopt);
-    EXPECT_EQ(m_sockets.count(), 0U);
-    EXPECT_EQ(json::compact(m_client.status()),
+    client.update(std::nullopt);
+    EXPECT_EQ(sockets.count(), 0U);
+    EXPECT_EQ(json::compact(client.status()),
               R"({"configured":false,"connected":false,"devices":0,"phones":0})");
     const struct {
         const char* relay;
@@ -135,199 +39,201 @@ TEST_F(RelayClientTest, ConnectsWhereTheSettingsSay) {
         {"HTTPS://[::1]:444/", "wss://[::1]:444/ws/channel?role=mac&auth=to%2Bken"},
     };
     for (const auto& [relay, socket] : urls) {
-        m_relay.url = relay;
-        m_client.update(m_relay);
-        EXPECT_EQ(m_sockets.last().url, socket);
-        EXPECT_TRUE(m_sockets.last().isResumed);
+        settings.url = relay;
+        client.update(settings);
+        EXPECT_EQ(sockets.last().url, socket);
+        EXPECT_TRUE(sockets.last().isResumed);
     }
-    EXPECT_EQ(m_sockets[0].closeCode, 1001);
-    EXPECT_FALSE(m_sockets[0].isAlive);
+    EXPECT_EQ(sockets[0].closeCode, 1001);
+    EXPECT_FALSE(sockets[0].isAlive);
 
-    m_sockets.open();
-    EXPECT_THAT(m_sockets.takeSent(),
+    sockets.open();
+    EXPECT_THAT(sockets.takeSent(),
                 ElementsAre(R"({"devices":[")" + phoneA + R"(",")" + phoneB + R"("],"t":"sync"})"));
-    EXPECT_THAT(m_log, ElementsAre("relay: connected to HTTPS://[::1]:444/"));
-    EXPECT_TRUE(m_client.connected());
+    EXPECT_THAT(log, ElementsAre("relay: connected to HTTPS://[::1]:444/"));
+    EXPECT_TRUE(client.connected());
     EXPECT_EQ(
-        json::compact(m_client.status()),
+        json::compact(client.status()),
         R"({"configured":true,"connected":true,"devices":2,"phones":0,"url":"HTTPS:\/\/[::1]:444\/"})");
 
-    m_relay.url = "not a url";
-    m_client.update(m_relay);
-    EXPECT_FALSE(m_client.connected());
-    EXPECT_FALSE(m_sockets.last().isAlive) << "nor with where it was before";
-    EXPECT_EQ(m_time.waiting(), 0U);
+    settings.url = "not a url";
+    client.update(settings);
+    EXPECT_FALSE(client.connected());
+    EXPECT_FALSE(sockets.last().isAlive) << "nor with where it was before";
+    EXPECT_EQ(time.waiting(), 0U);
 }
 
 TEST_F(RelayClientTest, AppliesSettingsWithoutNeedlessReconnects) {
     connect();
-    const auto invite = m_client.makeInvite();
+    const auto invite = client.makeInvite();
     setOnline({phoneA});
-    m_sockets.takeSent();
-    m_client.update(m_relay);
-    EXPECT_EQ(m_sockets.count(), 1U);
-    EXPECT_THAT(m_sockets.takeSent(), IsEmpty());
+    sockets.takeSent();
+    client.update(settings);
+    EXPECT_EQ(sockets.count(), 1U);
+    EXPECT_THAT(sockets.takeSent(), IsEmpty());
 
     // A message opened before the change is not opened again after it.
-    const std::string asked = frameFrom(phoneA, {{"type", "answer"}, {"target", "x"}});
-    m_sockets.receive(asked);
-    m_sockets.takeSent();
-    m_relay.devices.pop_back();
-    m_client.update(m_relay);
-    EXPECT_THAT(m_sockets.takeSent(),
+    const std::string question = frameFrom(phoneA, {{"type", "answer"}, {"target", "x"}});
+    sockets.receive(question);
+    sockets.takeSent();
+    const std::string ofTheRemoved = frameFrom(phoneB, {{"type", "answer"}, {"target", "y"}});
+    settings.devices.pop_back();
+    client.update(settings);
+    EXPECT_THAT(sockets.takeSent(),
                 ElementsAre(R"({"device":")" + phoneB + R"(","t":"removeDevice"})"));
-    m_sockets.receive(asked);
-    EXPECT_THAT(m_asked, SizeIs(1));
-    EXPECT_THAT(m_log, ElementsAre("relay: dropped frame (replayed)"));
-    EXPECT_TRUE(m_client.inviteIsLive(*invite));
-    m_sockets.receive(frameFrom(phoneB, {{"type", "answer"}, {"target", "y"}}));
-    EXPECT_THAT(m_asked, SizeIs(1)) << "a removed phone asks for nothing";
+    sockets.receive(question);
+    EXPECT_THAT(asked, SizeIs(1));
+    EXPECT_THAT(log, ElementsAre("relay: dropped frame (replayed)"));
+    EXPECT_TRUE(client.inviteIsLive(*invite));
+    sockets.receive(ofTheRemoved);
+    EXPECT_THAT(asked, SizeIs(1)) << "a removed phone asks for nothing";
 
-    m_relay.auth = "another";
-    m_relay.devices.clear();
-    m_client.update(m_relay);
-    EXPECT_EQ(m_sockets.count(), 2U);
-    EXPECT_FALSE(m_client.connected());
-    EXPECT_TRUE(m_client.online().empty());
-    EXPECT_FALSE(m_client.inviteIsLive(*invite));
-    EXPECT_THAT(m_sockets.takeSent(), IsEmpty());
+    settings.auth = "another";
+    settings.devices.clear();
+    client.update(settings);
+    EXPECT_EQ(sockets.count(), 2U);
+    EXPECT_FALSE(client.connected());
+    EXPECT_TRUE(client.online().empty());
+    EXPECT_FALSE(client.inviteIsLive(*invite));
+    EXPECT_THAT(sockets.takeSent(), IsEmpty());
 
-    const int before = m_changes;
-    m_relay.privateKey = "none";
-    m_client.update(m_relay);
-    EXPECT_FALSE(m_sockets.last().isAlive);
-    EXPECT_GT(m_changes, before);
-    EXPECT_EQ(*m_client.status()["configured"], JSONValue(false));
-    EXPECT_EQ(m_client.makeInvite(), std::nullopt);
+    int changes = 0;
+    client.onChange = [&changes] { ++changes; };
+    settings.privateKey = "none";
+    client.update(settings);
+    EXPECT_FALSE(sockets.last().isAlive);
+    EXPECT_GT(changes, 0);
+    EXPECT_EQ(*client.status()["configured"], JSONValue(false));
+    EXPECT_EQ(client.makeInvite(), std::nullopt);
 }
 
 TEST_F(RelayClientTest, ComesBackWithADoublingDelay) {
-    m_client.update(m_relay);
+    client.update(settings);
     for (const int delay : {1, 2, 4, 8, 16, 30, 30}) {
-        m_sockets.fail({401, "refused"});
-        EXPECT_EQ(m_log.back(), "relay: could not connect (HTTP 401), retrying in " +
-                                    std::to_string(delay) + "s");
-        const std::size_t count = m_sockets.count();
-        m_time.pass(std::chrono::seconds(delay) - 1ms);
-        EXPECT_EQ(m_sockets.count(), count);
-        m_time.pass(1ms);
-        ASSERT_EQ(m_sockets.count(), count + 1);
+        sockets.fail({401, "refused"});
+        EXPECT_EQ(log.back(), "relay: could not connect (HTTP 401), retrying in " +
+                                  std::to_string(delay) + "s");
+        const std::size_t count = sockets.count();
+        time.pass(std::chrono::seconds(delay) - 1ms);
+        EXPECT_EQ(sockets.count(), count);
+        time.pass(1ms);
+        ASSERT_EQ(sockets.count(), count + 1);
     }
-    const auto old = m_client.makeInvite();
+    const auto old = client.makeInvite();
     for (int i = 0; i < 120; ++i) { // An hour without a network.
-        m_sockets.fail();
-        m_time.pass(30s);
+        sockets.fail();
+        time.pass(30s);
     }
-    EXPECT_FALSE(m_client.inviteIsLive(*old));
-    const std::size_t connections = m_sockets.count();
-    const auto invite = m_client.makeInvite();
-    m_sockets.open();
-    EXPECT_THAT(m_sockets.takeSent(),
+    EXPECT_FALSE(client.inviteIsLive(*old));
+    const std::size_t connections = sockets.count();
+    const auto invite = client.makeInvite();
+    sockets.open();
+    EXPECT_THAT(sockets.takeSent(),
                 ElementsAre(HasSubstr("sync"),
                             HasSubstr(pairing::inviteHash(invite->invite) + R"(","t":"invite")")));
     setOnline({phoneA});
-    m_sockets.fail();
-    EXPECT_EQ(m_log.back(), "relay: disconnected, retrying in 1s");
-    EXPECT_TRUE(m_client.online().empty());
-    m_client.update(std::nullopt);
-    m_time.pass(1h);
-    EXPECT_EQ(m_sockets.count(), connections) << "a reconnect is forgotten with the settings";
+    sockets.fail();
+    EXPECT_EQ(log.back(), "relay: disconnected, retrying in 1s");
+    EXPECT_TRUE(client.online().empty());
+    client.update(std::nullopt);
+    time.pass(1h);
+    EXPECT_EQ(sockets.count(), connections) << "a reconnect is forgotten with the settings";
 }
 
 TEST_F(RelayClientTest, PingsWhileItIsOpen) {
-    m_client.update(m_relay);
-    m_time.pass(60s);
-    EXPECT_THAT(m_sockets.takeSent(), IsEmpty());
-    m_sockets.open();
-    m_sockets.takeSent();
-    m_time.pass(50s);
-    EXPECT_THAT(m_sockets.takeSent(), ElementsAre("ping", "ping"));
-    m_sockets.receive("pong");
-    EXPECT_THAT(m_log, SizeIs(1));
+    client.update(settings);
+    time.pass(60s);
+    EXPECT_THAT(sockets.takeSent(), IsEmpty());
+    sockets.open();
+    sockets.takeSent();
+    time.pass(50s);
+    EXPECT_THAT(sockets.takeSent(), ElementsAre("ping", "ping"));
+    sockets.receive("pong");
+    EXPECT_THAT(log, SizeIs(1));
 }
 
 TEST_F(RelayClientTest, APhoneGetsTheStateWhenItComesAndWhenItAsks) {
     connect();
     setOnline({phoneA, "unknown"});
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
-    m_time.pass(100ms);
+    time.pass(100ms);
     setOnline({phoneA, phoneB});
     EXPECT_THAT(takeStates(), ElementsAre(phoneB));
-    m_time.pass(100ms);
-    m_sockets.receive(frameFrom(phoneA, {{"type", "hello"}}));
+    time.pass(100ms);
+    sockets.receive(frameFrom(phoneA, {{"type", "hello"}}));
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
-    m_time.pass(100ms);
+    time.pass(100ms);
 
     for (int i = 0; i < 3; ++i) {
-        m_client.schedulePush();
-        m_time.pass(20ms);
+        client.schedulePush();
+        time.pass(20ms);
     }
     EXPECT_THAT(takeStates(), IsEmpty());
-    m_snapshots = 0;
-    m_snapshot = JSONObject{{"newest", true}};
-    m_time.pass(40ms);
+    snapshots = 0;
+    snapshot = JSONObject{{"newest", true}};
+    time.pass(40ms);
     auto messages = takeMessages();
     ASSERT_THAT(messages, SizeIs(2));
-    EXPECT_EQ(*messages[1].second.find("state"), m_snapshot);
-    EXPECT_EQ(m_snapshots, 1) << "one snapshot serves all phones";
-    m_time.pass(1s);
+    EXPECT_EQ(*messages[1].content.find("state"), snapshot);
+    EXPECT_EQ(snapshots, 1) << "one snapshot serves all phones";
+    time.pass(1s);
     EXPECT_THAT(takeStates(), IsEmpty());
 
-    m_sockets.receive(R"({"t":"peers"})");
-    EXPECT_TRUE(m_client.online().empty());
-    m_client.schedulePush();
-    EXPECT_EQ(m_time.waiting(), 0U);
+    sockets.receive(R"({"t":"peers"})");
+    EXPECT_TRUE(client.online().empty());
+    client.schedulePush();
+    EXPECT_EQ(time.waiting(), 0U);
 }
 
 TEST_F(RelayClientTest, StatesGoOutAtAMeasuredPaceWhateverTheRelaySays) {
     connect();
     for (int i = 0; i < 1000; ++i) {
         setOnline({"nobody"});
-        m_sockets.receive(frameFrom(phoneA, {{"type", "hello"}})); // Kept out by the relay.
+        sockets.receive(frameFrom(phoneA, {{"type", "hello"}})); // Kept out by the relay.
         setOnline({});
     }
-    EXPECT_EQ(m_snapshots, 0) << "who cannot get one costs none";
+    EXPECT_EQ(snapshots, 0) << "who cannot get one costs none";
     for (int i = 0; i < 1000; ++i) {
         setOnline({});
         setOnline({phoneA});
     }
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
-    m_time.pass(100ms);
+    time.pass(100ms);
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
-    EXPECT_EQ(m_snapshots, 2);
+    EXPECT_EQ(snapshots, 2);
 
     // A long one is waited for longer, and encoded once however long the relay takes to take it.
-    m_time.pass(100ms);
-    m_snapshot = JSONObject{{"long", std::string(5 << 20, 'x')}};
-    m_snapshots = 0;
+    time.pass(100ms);
+    snapshot = JSONObject{{"long", std::string(5 << 20, 'x')}};
+    snapshots = 0;
     setOnline({phoneA, phoneB});
-    m_client.schedulePush();
-    m_sockets.last().unsentPerFrame = 5 << 20;
-    m_time.pass(599ms);
-    EXPECT_EQ(m_snapshots, 1);
-    m_time.pass(1ms);
-    EXPECT_GT(m_sockets.last().unsent, 0U);
-    m_time.pass(10s);
-    m_sockets.last().unsent = 0;
-    m_time.pass(1s);
+    client.schedulePush();
+    sockets.last().unsentPerFrame = 5 << 20;
+    time.pass(599ms);
+    EXPECT_EQ(snapshots, 1);
+    time.pass(1ms);
+    EXPECT_GT(sockets.last().unsent, 0U);
+    time.pass(10s);
+    sockets.last().unsent = 0;
+    time.pass(1s);
     EXPECT_THAT(takeStates(), ElementsAre(phoneB, phoneA, phoneB));
-    EXPECT_EQ(m_snapshots, 2);
+    EXPECT_EQ(snapshots, 2);
 }
 
 TEST_F(RelayClientTest, ARelayThatStallsGetsOneStateOnceItGoesOn) {
     connect();
     setOnline({phoneA});
-    m_sockets.takeSent();
-    m_sockets.last().unsent = 5 << 20;
+    sockets.takeSent();
+    sockets.last().unsent = 5 << 20;
     for (int i = 0; i < 1000; ++i)
-        m_sockets.receive(frameFrom(phoneA, {{"type", "hello"}}));
-    m_time.pass(10s);
-    EXPECT_THAT(m_sockets.takeSent(), IsEmpty());
-    m_sockets.last().unsent = 0;
-    m_time.pass(100ms);
+        sockets.receive(frameFrom(phoneA, {{"type", "hello"}}));
+    time.pass(10s);
+    EXPECT_THAT(sockets.takeSent(), IsEmpty());
+    sockets.last().unsent = 0;
+    time.pass(100ms);
     EXPECT_THAT(takeStates(), ElementsAre(phoneA));
-    m_time.pass(100ms);
-    EXPECT_EQ(m_time.waiting(), 0U);
+    time.pass(100ms);
+    EXPECT_EQ(time.waiting(), 0U);
 }
 
 TEST_F(RelayClientTest, ARequestIsAnsweredWithItsOutcome) {
@@ -336,7 +242,7 @@ TEST_F(RelayClientTest, ARequestIsAnsweredWithItsOutcome) {
     takeMessages();
     const struct {
         JSONObject request;
-        const char* asked;
+        const char* wish;
         JSONValue error;
     } table[] = {
         {{{"type", "answer"},
@@ -353,15 +259,15 @@ TEST_F(RelayClientTest, ARequestIsAnsweredWithItsOutcome) {
         {{{"type", "foo"}}, nullptr, "unknown request foo"},
         {{}, nullptr, "unknown request "},
     };
-    for (const auto& [request, asked, error] : table) {
-        m_asked.clear();
+    for (const auto& [request, wish, error] : table) {
+        asked.clear();
         JSONObject named = request;
         named.set("id", "the id" + json::compact(request).value());
-        m_sockets.receive(frameFrom(phoneA, named));
-        EXPECT_EQ(m_asked, asked ? std::vector<std::string>{asked} : std::vector<std::string>());
+        sockets.receive(frameFrom(phoneA, named));
+        EXPECT_EQ(asked, wish ? std::vector<std::string>{wish} : std::vector<std::string>());
         const auto messages = takeMessages();
         ASSERT_THAT(messages, SizeIs(1));
-        const JSONObject& result = messages[0].second;
+        const JSONObject& result = messages[0].content;
         EXPECT_EQ(*result.find("type"), JSONValue("result"));
         EXPECT_EQ(*result.find("re"), *named.find("id"));
         EXPECT_EQ(*result.find("ok"), JSONValue(error.isNull()));
@@ -383,39 +289,39 @@ TEST_F(RelayClientTest, FramesThatAreNothingAreDropped) {
     for (const std::string& frame : std::vector<std::string>{
              tooMany, "", "ping", "[]", "{", R"({"t":5})", R"({"t":"unknown"})", R"({"t":"msg"})",
              R"({"t":"msg","from":"nobody","n":"","c":""})", R"({"t":"peers)", "\xff"})
-        m_sockets.receive(frame);
-    EXPECT_THAT(m_log, IsEmpty());
-    m_sockets.receive(R"({"t":"msg","from":")" + phoneA + R"(","n":"","c":""})");
-    m_sockets.receive(R"({"t":"error","reason":"too fast"})");
-    m_sockets.receive(R"({"t":"error","reason":1})");
-    EXPECT_THAT(m_log,
+        sockets.receive(frame);
+    EXPECT_THAT(log, IsEmpty());
+    sockets.receive(R"({"t":"msg","from":")" + phoneA + R"(","n":"","c":""})");
+    sockets.receive(R"({"t":"error","reason":"too fast"})");
+    sockets.receive(R"({"t":"error","reason":1})");
+    EXPECT_THAT(log,
                 ElementsAre("relay: dropped frame (badFrame)", "relay: too fast", "relay: error"));
-    m_sockets.receive(good);
+    sockets.receive(good);
     EXPECT_THAT(takeMessages(), SizeIs(1));
-    m_time.jump(1h);
-    m_sockets.receive(good);
-    EXPECT_THAT(m_asked, SizeIs(1));
-    EXPECT_EQ(m_log.back(), "relay: dropped frame (stale)");
-    EXPECT_THAT(m_sockets.takeSent(), IsEmpty()) << "what is dropped is not answered";
+    time.jump(1h);
+    sockets.receive(good);
+    EXPECT_THAT(asked, SizeIs(1));
+    EXPECT_EQ(log.back(), "relay: dropped frame (stale)");
+    EXPECT_THAT(sockets.takeSent(), IsEmpty()) << "what is dropped is not answered";
 }
 
 TEST_F(RelayClientTest, ABroadcastIsSealedForEveryPairedPhone) {
-    m_client.broadcast("notify", {{"type", "notify"}});
+    client.broadcast("notify", {{"type", "notify"}});
     connect();
-    m_client.broadcast("notify", {{"type", "notify"}, {"target", "x"}});
-    m_client.clear({"x", "y"});
+    client.broadcast("notify", {{"type", "notify"}, {"target", "x"}});
+    client.clear({"x", "y"});
     const auto messages = takeMessages();
     ASSERT_THAT(messages, SizeIs(4));
-    EXPECT_EQ(messages[0].first, phoneA);
-    EXPECT_EQ(*messages[0].second.find("target"), JSONValue("x"));
-    EXPECT_NE(*messages[0].second.find("id"), *messages[1].second.find("id"));
-    EXPECT_EQ(*messages[3].second.find("targets"), JSONValue(JSONArray{"x", "y"}));
+    EXPECT_EQ(messages[0].phone, phoneA);
+    EXPECT_EQ(*messages[0].content.find("target"), JSONValue("x"));
+    EXPECT_NE(*messages[0].content.find("id"), *messages[1].content.find("id"));
+    EXPECT_EQ(*messages[3].content.find("targets"), JSONValue(JSONArray{"x", "y"}));
 
-    m_relay.devices = {{phoneA, "A", "not a key", 1}};
-    m_client.update(m_relay);
-    m_sockets.takeSent();
-    m_client.clear({});
-    EXPECT_THAT(m_sockets.takeSent(), ElementsAre(R"({"items":[],"t":"clear"})"));
+    settings.devices = {{phoneA, "A", "not a key", 1}};
+    client.update(settings);
+    sockets.takeSent();
+    client.clear({});
+    EXPECT_THAT(sockets.takeSent(), ElementsAre(R"({"items":[],"t":"clear"})"));
 }
 
 TEST_F(RelayClientTest, AReportOfAPushIsKeptAndItsFaultsAreLogged) {
@@ -423,7 +329,7 @@ TEST_F(RelayClientTest, AReportOfAPushIsKeptAndItsFaultsAreLogged) {
     const struct {
         const char* frame;
         bool isKept;
-        std::vector<std::string> log;
+        std::vector<std::string> lines;
     } table[] = {
         {R"({"t":"pushed","ok":2,"devices":2,"errors":[]})", true, {}},
         {R"({"t":"pushed","ok":1,"devices":2})", true, {}},
@@ -437,26 +343,25 @@ TEST_F(RelayClientTest, AReportOfAPushIsKeptAndItsFaultsAreLogged) {
          true,
          {"relay: push reached 0/0 devices [\n  \"\\u202e\"\n]"}},
     };
-    for (const auto& [frame, isKept, log] : table) {
-        m_log.clear();
-        m_time.pass(1ms);
-        const auto before = m_client.lastPush();
-        m_sockets.receive(frame);
-        EXPECT_EQ(m_log, log);
+    for (const auto& [frame, isKept, lines] : table) {
+        log.clear();
+        time.pass(1ms);
+        const auto before = client.lastPush();
+        sockets.receive(frame);
+        EXPECT_EQ(log, lines);
         JSONObject report = *JSONValue::parse(frame)->object();
         report.set(
-            "at",
-            std::chrono::duration<double, std::milli>(m_time.now().time_since_epoch()).count());
-        EXPECT_EQ(m_client.lastPush(), isKept ? std::optional<JSONValue>(report) : before) << frame;
+            "at", std::chrono::duration<double, std::milli>(time.now().time_since_epoch()).count());
+        EXPECT_EQ(client.lastPush(), isKept ? std::optional<JSONValue>(report) : before) << frame;
     }
 }
 
 TEST_F(RelayClientTest, APhonePairsOnceAndIsServedAtOnce) {
     connect();
-    const auto live = m_client.makeInvite();
+    const auto live = client.makeInvite();
     ASSERT_TRUE(live);
     const std::string hash = pairing::inviteHash(live->invite);
-    EXPECT_THAT(m_sockets.takeSent(),
+    EXPECT_THAT(sockets.takeSent(),
                 ElementsAre(R"({"expires":1700000600000,"hash":")" + hash + R"(","t":"invite"})"));
 
     const std::string device = "cccccccccccccccccccccc";
@@ -471,22 +376,17 @@ TEST_F(RelayClientTest, APhonePairsOnceAndIsServedAtOnce) {
                        {"proof", pairing::proof(live->invite.secret, device, publicKey, "C\n")},
                        {"name", "C\n"}})
             .value();
-    m_sockets.receive(request);
-    auto key = pairing::deviceKey(phoneKey, live->invite.macKey, live->invite, device).value();
-    EXPECT_THAT(m_sockets.takeSent(),
+    sockets.receive(request);
+    const auto key =
+        pairing::deviceKey(phoneKey, live->invite.macKey, live->invite, device).value();
+    EXPECT_THAT(sockets.takeSent(),
                 ElementsAre(R"({"auth":")" + pairing::admissionHash(key) + R"(","device":")" +
                             device + R"(","invite":")" + hash + R"(","t":"addDevice"})"));
-    EXPECT_EQ(m_log.back(), "relay: paired C");
-    ASSERT_THAT(m_relay.devices, SizeIs(3));
-    m_sockets.receive(request);
-    EXPECT_EQ(m_log.back(), "relay: ignored a pairing attempt (no live invite)");
+    EXPECT_EQ(log.back(), "relay: paired C");
+    ASSERT_THAT(settings.devices, SizeIs(3));
+    sockets.receive(request);
+    EXPECT_EQ(log.back(), "relay: ignored a pairing attempt (no live invite)");
 
-    m_phones[device] = {m_relay.channel,
-                        device,
-                        std::move(key),
-                        Box::Direction::phoneToMac,
-                        [this] { return m_time.now(); },
-                        {}};
     setOnline({device});
     EXPECT_THAT(takeStates(), ElementsAre(device));
 }
