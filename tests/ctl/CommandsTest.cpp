@@ -6,7 +6,7 @@
 #include "core/AtomicFile.h"
 #include "core/DaemonError.h"
 #include "ctl/CtlRun.h"
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;

@@ -7,9 +7,9 @@
 #include "core/AtomicFile.h"
 #include "core/JSONValue.h"
 #include "ctl/CtlRun.h"
-#include "e2e/RunningDaemon.h"
 #include "hooks/Hooks.h"
 #include "support/FakeDaemon.h"
+#include "support/RunningDaemon.h"
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;

@@ -13,7 +13,7 @@
 #include <termios.h>
 
 #include "core/Descriptor.h"
-#include "e2e/Until.h"
+#include "support/Until.h"
 
 /// A shell with a terminal of its own, in which tamsellctl runs for the user of a data directory.
 class PseudoTerminal {

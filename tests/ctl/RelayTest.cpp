@@ -15,9 +15,9 @@
 #include "ctl/CtlRun.h"
 #include "ctl/PseudoTerminal.h"
 #include "ctl/QRImage.h"
-#include "e2e/RunningDaemon.h"
 #include "support/OpenSSLServer.h"
 #include "support/RelayDouble.h"
+#include "support/RunningDaemon.h"
 #include "support/ScriptedDaemon.h"
 
 using testing::HasSubstr;

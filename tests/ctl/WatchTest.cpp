@@ -7,7 +7,7 @@
 
 #include "ctl/KeyGate.h"
 #include "ctl/PseudoTerminal.h"
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 using testing::HasSubstr;
 using testing::Not;

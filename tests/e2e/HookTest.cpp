@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 namespace fs = std::filesystem;
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include "core/Config.h"
 #include "core/JSONMember.h"
-#include "e2e/RunningDaemon.h"
 #include "support/PhoneDouble.h"
 #include "support/RelayDouble.h"
+#include "support/RunningDaemon.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ PhoneDouble::Options phoneOptions(const RelayDouble& relay) {
 class RelayRoad : public testing::Test {
   protected:
     explicit RelayRoad(RelayDouble::Transport transport = RelayDouble::Transport::plain)
-        : m_relay({transport, 0, {}}), m_phone(phoneOptions(m_relay)) {
+        : m_relay({transport, {}}), m_phone(phoneOptions(m_relay)) {
         if (!m_relay.authority().empty())
             ::setenv("TAMSELL_RELAY_CA", m_relay.authority().c_str(), 1);
         Config settings;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include <sys/stat.h>
 
 #include "core/DaemonError.h"
-#include "e2e/Until.h"
 #include "platform/ChildProcess.h"
 #include "support/FakeEnvironment.h"
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Until.h"
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;

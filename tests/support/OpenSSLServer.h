@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "e2e/Process.h"
-#include "e2e/Until.h"
 #include "support/Certificates.h"
+#include "support/Process.h"
 #include "support/RawSocket.h"
+#include "support/Until.h"
 
 /// The openssl program as an HTTPS server on a free port of this computer.
 class OpenSSLServer {

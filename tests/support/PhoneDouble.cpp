@@ -1,23 +1,13 @@
 #include "support/PhoneDouble.h"
 
-#include <cmath>
 #include <stdexcept>
 
+#include "core/Clock.h"
 #include "support/PhoneCrypto.h"
 
 namespace {
 
 using namespace phonecrypto;
-
-double now() {
-    using std::chrono::duration;
-    return std::floor(
-        duration<double, std::milli>(std::chrono::system_clock::now().time_since_epoch()).count());
-}
-
-std::string textOf(const JSONObject& object) {
-    return json::compact(object).value();
-}
 
 struct Link {
     std::string relayURL;
@@ -40,21 +30,13 @@ Link parse(std::string_view text) {
             fromBase64url(between(macKey + 3, std::string_view::npos))};
 }
 
-std::string associatedData(std::string_view channel, std::string_view device,
-                           std::string_view direction) {
-    return "tamsell2|" + std::string(channel) + "|" + std::string(device) + "|" +
-           std::string(direction);
+std::string associatedData(const PhoneDouble::Identity& phone, const std::string& direction) {
+    return "tamsell2|" + phone.channel + "|" + phone.device + "|" + direction;
 }
 
 } // namespace
 
-void PhoneDouble::pair(std::string_view link, const std::optional<std::string>& name) {
-    sendFrame(textOf(startPairing(link, name)));
-    finishPairing();
-}
-
-JSONObject PhoneDouble::startPairing(std::string_view link,
-                                     const std::optional<std::string>& name) {
+void PhoneDouble::pair(std::string_view link, const std::string& name) {
     const Link invite = parse(link);
     const std::string device = toBase64url(randomBytes(16));
     const std::string privateKey = randomBytes(32);
@@ -64,33 +46,21 @@ JSONObject PhoneDouble::startPairing(std::string_view link,
                        "tamsell device v2|" + invite.channel + "|" + device)};
     const std::string token = hmacText(invite.secret, "tamsell invite v2");
     open("role=pair&device=" + device + "&invite=" + token);
-    JSONObject request{{"t", "pair"},
-                       {"device", device},
-                       {"invite", hashText(token)},
-                       {"pub", pub},
-                       {"proof", hmacText(invite.secret, "tamsell pair v2|" + device + "|" + pub +
-                                                             "|" + name.value_or(""))}};
-    if (name)
-        request.set("name", *name);
-    return request;
-}
-
-void PhoneDouble::finishPairing() {
+    sendFrame(
+        {{"t", "pair"},
+         {"device", device},
+         {"invite", hashText(token)},
+         {"pub", pub},
+         {"proof", hmacText(invite.secret, "tamsell pair v2|" + device + "|" + pub + "|" + name)},
+         {"name", name}});
     wait("the relay to say that the phone is paired", [this] { return m_isPaired; });
-    disconnect();
+    m_socket->close();
+    waitForEnd();
 }
 
 void PhoneDouble::connect() {
     open("role=phone&device=" + m_identity.device +
          "&auth=" + hmacText(m_identity.key, "tamsell relay auth v2"));
-}
-
-void PhoneDouble::disconnect() {
-    if (!m_socket)
-        return;
-    m_socket->close();
-    waitForEnd();
-    m_socket.reset();
 }
 
 bool PhoneDouble::isConnected() const {
@@ -109,31 +79,6 @@ std::string PhoneDouble::answer(std::string_view target, JSONObject answer) {
 
 std::string PhoneDouble::setMode(std::string_view mode) {
     return send({{"type", "mode"}, {"mode", mode}});
-}
-
-std::string PhoneDouble::send(JSONObject message, const PhoneSealing& sealing) {
-    if (!message.find("id"))
-        message.set("id", toBase64url(randomBytes(12)));
-    if (!message.find("ts"))
-        message.set("ts", now());
-    sendPlaintext(textOf(message), sealing);
-    return message.optionalString("id").value_or("");
-}
-
-void PhoneDouble::sendPlaintext(std::string_view plaintext, const PhoneSealing& sealing) {
-    const std::string nonce = randomBytes(sealing.nonceSize);
-    const std::string sealed = seal(m_identity.key, nonce,
-                                    associatedData(sealing.channel.value_or(m_identity.channel),
-                                                   m_identity.device, sealing.direction),
-                                    plaintext);
-    sendFrame(textOf({{"t", "msg"}, {"n", toBase64url(nonce)}, {"c", toBase64url(sealed)}}));
-}
-
-void PhoneDouble::sendFrame(std::string frame) {
-    if (!isConnected())
-        throw std::runtime_error("the phone is not connected");
-    m_lastFrame = frame;
-    m_socket->send(std::move(frame));
 }
 
 JSONObject PhoneDouble::waitFor(std::string_view type, const Predicate& fits) {
@@ -163,11 +108,6 @@ void PhoneDouble::waitForEnd() {
     wait("the connection's end", [this] { return m_socket->state() == PhoneSocket::State::ended; });
 }
 
-std::size_t PhoneDouble::unopened() const {
-    const std::lock_guard lock(m_mutex);
-    return m_unopened;
-}
-
 void PhoneDouble::open(const std::string& query) {
     m_socket.reset();
     m_isPaired = false;
@@ -181,19 +121,33 @@ void PhoneDouble::open(const std::string& query) {
         throw std::runtime_error("the phone could not connect: " + m_socket->failure());
 }
 
+std::string PhoneDouble::send(JSONObject message) {
+    std::string id = toBase64url(randomBytes(12));
+    message.set("id", id);
+    message.set("ts", wallclock::milliseconds());
+    const std::string nonce = randomBytes(12);
+    const std::string sealed = seal(m_identity.key, nonce, associatedData(m_identity, "p2m"),
+                                    json::compact(message).value());
+    sendFrame({{"t", "msg"}, {"n", toBase64url(nonce)}, {"c", toBase64url(sealed)}});
+    return id;
+}
+
+void PhoneDouble::sendFrame(const JSONObject& frame) {
+    if (!isConnected())
+        throw std::runtime_error("the phone is not connected");
+    m_socket->send(json::compact(frame).value());
+}
+
 void PhoneDouble::take(const std::string& frame) {
     const auto value = JSONValue::parse(frame);
     const JSONValue* kind = value ? (*value)["t"] : nullptr;
-    const bool isSealed = value && (*value)["c"];
-    auto message = isSealed ? opened(*value) : std::nullopt;
+    auto message = value && (*value)["c"] ? opened(*value) : std::nullopt;
     {
         const std::lock_guard lock(m_mutex);
         if (kind && *kind == JSONValue("paired"))
             m_isPaired = true;
         if (message)
             m_received.push_back({std::move(*message)});
-        else if (isSealed)
-            ++m_unopened;
     }
     m_changed.notify_all();
 }
@@ -203,13 +157,13 @@ std::optional<JSONObject> PhoneDouble::opened(const JSONValue& frame) const {
     try {
         const auto plaintext = phonecrypto::open(
             m_identity.key, fromBase64url(members.optionalString("n").value_or("")),
-            associatedData(m_identity.channel, m_identity.device, "m2p"),
+            associatedData(m_identity, "m2p"),
             fromBase64url(members.optionalString("c").value_or("")));
         const auto value = plaintext ? JSONValue::parse(*plaintext) : std::nullopt;
         if (value && value->object())
             return *value->object();
     } catch (const std::invalid_argument&) {
-        // Counted with those that did not open.
+        // As one that does not open.
     }
     return std::nullopt;
 }
@@ -220,14 +174,8 @@ void PhoneDouble::wait(std::string_view what, const std::function<bool()>& isOve
     while (!isOver()) {
         if (std::chrono::steady_clock::now() > deadline)
             throw std::runtime_error("the phone waited in vain for " + std::string(what));
-        if (m_options.turn) {
-            lock.unlock();
-            m_options.turn();
-            lock.lock();
-        } else {
-            // A change of the socket's state is made under its own lock, so that its notice can
-            // come just before this waits.
-            m_changed.wait_for(lock, std::chrono::milliseconds(10));
-        }
+        // A change of the socket's state is made under its own lock, so that its notice can come
+        // just before this waits.
+        m_changed.wait_for(lock, std::chrono::milliseconds(10));
     }
 }

@@ -13,13 +13,6 @@
 #include "core/JSONValue.h"
 #include "support/PhoneSocket.h"
 
-/// How a message is sealed; each difference is one that the daemon refuses.
-struct PhoneSealing {
-    std::string direction = "p2m";
-    std::optional<std::string> channel = {};
-    std::size_t nonceSize = 12;
-};
-
 /// A phone for tests and the demo. It shares no code with the daemon's side of the wire: its
 /// cryptography is nettle's and its WebSocket Boost.Beast's.
 ///
@@ -36,9 +29,6 @@ class PhoneDouble {
     struct Options {
         /// A PEM file of the certificates that a relay over TLS must be signed by.
         std::string authorities = {};
-        /// What a wait does until it looks again, for a test whose own thread runs the daemon: one
-        /// turn of its loop. Without it a wait blocks.
-        std::function<void()> turn = {};
         std::chrono::milliseconds patience = std::chrono::seconds(10);
     };
 
@@ -54,39 +44,19 @@ class PhoneDouble {
 
     PhoneDouble() : PhoneDouble(Options{}) {}
     explicit PhoneDouble(Options options) : m_options(std::move(options)) {}
-    /// One that was paired before.
-    PhoneDouble(Identity identity, Options options)
-        : m_options(std::move(options)), m_identity(std::move(identity)) {}
 
     [[nodiscard]] const Identity& identity() const { return m_identity; }
 
     /// Takes a new id and a new key pair and gets paired.
-    void pair(std::string_view link, const std::optional<std::string>& name = "iPhone");
-    /// The first half of it: connects as one who wants to be paired, and sends nothing.
-    /// @return the request that `pair` sends
-    JSONObject startPairing(std::string_view link,
-                            const std::optional<std::string>& name = "iPhone");
-    /// The second half: waits until the relay says that it is done.
-    void finishPairing();
-
+    void pair(std::string_view link, const std::string& name);
     /// Connects as a paired phone. Throws with "HTTP 401" in the text when the relay refuses.
     void connect();
-    void disconnect();
     [[nodiscard]] bool isConnected() const;
 
     /// These return the message's id, which "re" of the daemon's result names.
     std::string hello();
     std::string answer(std::string_view target, JSONObject answer);
     std::string setMode(std::string_view mode);
-    /// Adds "id" and "ts" unless they are there, seals and sends.
-    std::string send(JSONObject message, const PhoneSealing& sealing = {});
-
-    /// Any plaintext at all.
-    void sendPlaintext(std::string_view plaintext, const PhoneSealing& sealing = {});
-    /// Any text frame at all.
-    void sendFrame(std::string frame);
-    /// The last frame that was sent, once more.
-    void resend() { sendFrame(m_lastFrame); }
 
     /// The first message of that "type" that fits and that no call has returned before; of those
     /// that have come, or the next to come.
@@ -96,9 +66,6 @@ class PhoneDouble {
     /// Waits until the relay has ended the connection.
     void waitForEnd();
 
-    /// How many sealed frames did not open.
-    [[nodiscard]] std::size_t unopened() const;
-
   private:
     struct Received {
         JSONObject message;
@@ -106,19 +73,19 @@ class PhoneDouble {
     };
 
     void open(const std::string& query);
+    std::string send(JSONObject message);
+    void sendFrame(const JSONObject& frame);
     void take(const std::string& frame);
     [[nodiscard]] std::optional<JSONObject> opened(const JSONValue& frame) const;
     void wait(std::string_view what, const std::function<bool()>& isOver);
 
     const Options m_options;
     Identity m_identity;
-    std::string m_lastFrame;
 
     // Below: shared with the socket's thread.
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Received> m_received;
-    std::size_t m_unopened = 0;
     bool m_isPaired = false;
 
     std::unique_ptr<PhoneSocket> m_socket; // Last, because its thread uses the others.

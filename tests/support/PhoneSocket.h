@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// A WebSocket client (RFC 6455) by Boost.Beast with a thread of its own, so that it serves tests
-/// that block and tests whose thread runs Qt's loop.
+/// A WebSocket client (RFC 6455) by Boost.Beast with a thread of its own.
 class PhoneSocket {
   public:
     enum class State { connecting, open, ended };

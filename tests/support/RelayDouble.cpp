@@ -10,6 +10,7 @@
 #include <openssl/evp.h>
 
 #include "core/Base64Url.h"
+#include "core/Clock.h"
 #include "support/WebSocketServer.h"
 
 namespace {
@@ -20,11 +21,6 @@ std::string hashText(std::string_view text) {
     std::array<std::uint8_t, 32> digest{};
     EVP_Q_digest(nullptr, "SHA256", nullptr, text.data(), text.size(), digest.data(), nullptr);
     return base64url::encode(digest);
-}
-
-double millisecondsSince1970() {
-    const auto time = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration<double, std::milli>(time).count();
 }
 
 std::string encoded(const JSONObject& message) {
@@ -100,7 +96,7 @@ class RelayDouble::Implementation {
                               const std::string& text) { take(connection, text); },
                .closed = [this](const Connection& connection,
                                 std::uint16_t code) { forget(connection, code); }},
-              options.port, identity(options)) {}
+              identity(options)) {}
 
     [[nodiscard]] std::string url() const {
         return (m_isEncrypted ? "https://localhost:" : "http://127.0.0.1:") +
@@ -210,7 +206,7 @@ class RelayDouble::Implementation {
         if (target.items["role"] == "pair") {
             const auto invite = channel.invites.find(hashText(target.items["invite"]));
             const bool isLive =
-                invite != channel.invites.end() && invite->second > millisecondsSince1970();
+                invite != channel.invites.end() && invite->second > wallclock::milliseconds();
             return isLive && !target.items["device"].empty() ? 101 : 401;
         }
         return 400;

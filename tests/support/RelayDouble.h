@@ -28,12 +28,11 @@ class RelayDouble {
     enum class Transport { plain, tls };
     struct Options {
         Transport transport = Transport::plain;
-        std::uint16_t port = 0; ///< 0 for any free one
         /// What to show over TLS instead of a certificate for "localhost" by the own authority.
         std::optional<TLSIdentity> identity;
     };
 
-    /// Listens on loopback from here on.
+    /// Listens on loopback, on a free port, from here on.
     RelayDouble();
     explicit RelayDouble(const Options& options);
     ~RelayDouble();

@@ -1,7 +1,5 @@
-#include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <string_view>
 
@@ -16,32 +14,12 @@
 // by a space and the file of the authority to trust, and runs until its standard input closes or a
 // signal ends it.
 
-namespace {
-
-bool parse(int argc, char* argv[], RelayDouble::Options& options) {
-    for (int index = 1; index < argc; ++index) {
-        const std::string_view argument = argv[index];
-        if (argument == "--tls") {
-            options.transport = RelayDouble::Transport::tls;
-        } else if (argument == "--port" && index + 1 < argc) {
-            const char* const number = argv[++index];
-            const char* const end = number + std::strlen(number);
-            if (const auto [rest, error] = std::from_chars(number, end, options.port);
-                rest != end || error != std::errc())
-                return false;
-        } else {
-            return false;
-        }
-    }
-    return true;
-}
-
-} // namespace
-
 int main(int argc, char* argv[]) {
     RelayDouble::Options options;
-    if (!parse(argc, argv, options)) {
-        std::fputs("usage: relay-double [--tls] [--port N]\n", stderr);
+    if (argc == 2 && std::string_view(argv[1]) == "--tls") {
+        options.transport = RelayDouble::Transport::tls;
+    } else if (argc != 1) {
+        std::fputs("usage: relay-double [--tls]\n", stderr);
         return 2;
     }
     // Before there is another thread that could be interrupted.

@@ -142,8 +142,8 @@ class Peer final : public WebSocketServer::Connection,
 
 class WebSocketServer::Implementation {
   public:
-    Implementation(Handlers handlers, std::uint16_t port, const std::optional<TLSIdentity>& tls)
-        : m_handlers(std::move(handlers)), m_endpoint(asio::ip::address_v4::loopback(), port) {
+    Implementation(Handlers handlers, const std::optional<TLSIdentity>& tls)
+        : m_handlers(std::move(handlers)), m_endpoint(asio::ip::address_v4::loopback(), 0) {
         if (tls) {
             m_tls.emplace(asio::ssl::context::tls_server);
             m_tls->use_certificate_chain_file(tls->certificate.string());
@@ -175,9 +175,7 @@ class WebSocketServer::Implementation {
     }
 
     void run(const std::function<void()>& action) {
-        std::packaged_task<void()> task(action);
-        asio::post(m_context, [&task] { task(); });
-        task.get_future().get();
+        asio::post(m_context, std::packaged_task<void()>(action)).get();
     }
 
   private:
@@ -213,9 +211,8 @@ class WebSocketServer::Implementation {
     std::thread m_thread;
 };
 
-WebSocketServer::WebSocketServer(Handlers handlers, std::uint16_t port,
-                                 const std::optional<TLSIdentity>& tls)
-    : m_implementation(std::make_unique<Implementation>(std::move(handlers), port, tls)) {}
+WebSocketServer::WebSocketServer(Handlers handlers, const std::optional<TLSIdentity>& tls)
+    : m_implementation(std::make_unique<Implementation>(std::move(handlers), tls)) {}
 
 WebSocketServer::~WebSocketServer() = default;
 

@@ -40,8 +40,8 @@ class WebSocketServer {
         std::function<void(const ConnectionPointer&, std::uint16_t code)> closed;
     };
 
-    /// Listens at once. @param port 0 for any free one
-    WebSocketServer(Handlers handlers, std::uint16_t port, const std::optional<TLSIdentity>& tls);
+    /// Listens at once, on a free port.
+    WebSocketServer(Handlers handlers, const std::optional<TLSIdentity>& tls);
     ~WebSocketServer();
 
     [[nodiscard]] std::uint16_t port() const;

@@ -1,4 +1,4 @@
-#include "e2e/Process.h"
+#include "support/Process.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include "e2e/Until.h"
+#include "support/Until.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "core/Descriptor.h"
 #include "core/JSONValue.h"
-#include "e2e/Until.h"
+#include "support/Until.h"
 
 /// A response in its parts.
 struct Response {

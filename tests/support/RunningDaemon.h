@@ -4,8 +4,8 @@
 #include <memory>
 #include <optional>
 
-#include "e2e/Client.h"
-#include "e2e/Process.h"
+#include "support/Client.h"
+#include "support/Process.h"
 #include "support/TemporaryDirectory.h"
 
 /// The real daemon in a home of its own, listening. The destructor asks it to end and fails the

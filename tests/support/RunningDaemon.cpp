@@ -1,4 +1,4 @@
-#include "e2e/RunningDaemon.h"
+#include "support/RunningDaemon.h"
 
 #include <charconv>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "e2e/Client.h"
+#include "support/Client.h"
 
 #include <cerrno>
 #include <system_error>
