@@ -13,7 +13,6 @@
 #include "support/ScriptedDaemon.h"
 
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

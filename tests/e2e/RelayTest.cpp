@@ -43,8 +43,7 @@ class RelayRoad : public testing::Test {
     /// The link that the daemon shows now, once the relay knows of it.
     [[nodiscard]] std::string link() {
         EXPECT_TRUE(m_relay.waitUntil([&] { return m_relay.open() == 1; }));
-        const std::string link =
-            *json::textOf(m_daemon->post("/pair", JSONObject{}).json(), "link");
+        std::string link = *json::textOf(m_daemon->post("/pair", JSONObject{}).json(), "link");
         if (std::exchange(m_lastLink, link) != link)
             ++m_links;
         EXPECT_TRUE(

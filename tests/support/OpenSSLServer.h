@@ -13,7 +13,8 @@
 class OpenSSLServer {
   public:
     /// @param options more of those of openssl-s_server(1)
-    explicit OpenSSLServer(const TLSIdentity& identity, std::vector<std::string> options = {})
+    explicit OpenSSLServer(const TLSIdentity& identity,
+                           const std::vector<std::string>& options = {})
         : m_process({.program = "/usr/bin/openssl",
                      .arguments = arguments(identity, options),
                      .environment = {},

@@ -18,8 +18,8 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 namespace websocket = beast::websocket;
-using asio::use_awaitable;
 using asio::ip::tcp;
+using boost::system::error_code;
 
 constexpr std::size_t readAtOnce = 64 * 1024;
 constexpr std::size_t maximumMessage = 64 * 1024 * 1024;
@@ -30,10 +30,8 @@ class Peer final : public WebSocketServer::Connection,
                    public std::enable_shared_from_this<Peer<Stream>> {
   public:
     template <typename... Arguments>
-    Peer(const WebSocketServer::Handlers& handlers, Arguments&&... arguments)
-        : m_handlers(handlers),
-          m_stream(std::forward<Arguments>(arguments)...),
-          m_pause(m_stream.get_executor()) {}
+    explicit Peer(const WebSocketServer::Handlers& handlers, Arguments&&... arguments)
+        : m_handlers(handlers), m_stream(std::forward<Arguments>(arguments)...) {}
 
     void send(std::string text) override {
         if (m_isClosing)
@@ -51,69 +49,91 @@ class Peer final : public WebSocketServer::Connection,
     }
 
     void vanish() override {
-        boost::system::error_code ignored;
+        error_code ignored;
         beast::get_lowest_layer(m_stream).socket().close(ignored);
-        m_pause.cancel();
+        if (std::exchange(m_isPaused, false)) // Else the read ends.
+            asio::post(m_stream.get_executor(), [self = self()] { self->end(); });
     }
 
     void setReading(bool isReading) override {
         m_isReading = isReading;
-        m_pause.cancel();
+        if (isReading && std::exchange(m_isPaused, false))
+            read();
     }
 
-    asio::awaitable<void> serve() {
-        const auto self = this->shared_from_this();
-        bool isOpen = false;
-        try {
-            beast::get_lowest_layer(m_stream).socket().set_option(tcp::no_delay(true));
-            if constexpr (!std::is_same_v<Stream, beast::tcp_stream>)
-                co_await m_stream.next_layer().async_handshake(asio::ssl::stream_base::server,
-                                                               use_awaitable);
-            beast::flat_buffer buffer;
-            http::request<http::string_body> request;
-            co_await http::async_read(m_stream.next_layer(), buffer, request, use_awaitable);
-            const std::string target(request.target());
-            const unsigned status = m_handlers.admit(target);
-            if (status != 101) {
-                http::response<http::string_body> response(static_cast<http::status>(status), 11);
-                response.keep_alive(false);
-                response.prepare_payload();
-                co_await http::async_write(m_stream.next_layer(), response, use_awaitable);
-                co_return;
-            }
-            m_stream.read_message_max(maximumMessage);
-            co_await m_stream.async_accept(request, use_awaitable);
-            isOpen = true;
-            m_handlers.opened(self, target);
-            for (;;)
-                co_await readMessage();
-        } catch (const boost::system::system_error&) { // It has ended.
-        }
-        if (isOpen)
-            m_handlers.closed(self, m_stream.reason().code);
+    void serve() {
+        error_code ignored;
+        beast::get_lowest_layer(m_stream).socket().set_option(tcp::no_delay(true), ignored);
+        if constexpr (std::is_same_v<Stream, beast::tcp_stream>)
+            readRequest();
+        else
+            m_stream.next_layer().async_handshake(asio::ssl::stream_base::server,
+                                                  [self = self()](error_code error) {
+                                                      if (!error)
+                                                          self->readRequest();
+                                                  });
     }
 
   private:
-    asio::awaitable<void> readMessage() {
-        beast::flat_buffer buffer;
-        do {
-            while (!m_isReading) {
-                boost::system::error_code ignored;
-                m_pause.expires_at(asio::steady_timer::time_point::max());
-                co_await m_pause.async_wait(asio::redirect_error(use_awaitable, ignored));
-                if (!beast::get_lowest_layer(m_stream).socket().is_open())
-                    throw boost::system::system_error(asio::error::eof);
-            }
-            co_await m_stream.async_read_some(buffer, readAtOnce, use_awaitable);
-        } while (!m_stream.is_message_done());
-        if (m_stream.got_text())
-            m_handlers.text(this->shared_from_this(), beast::buffers_to_string(buffer.data()));
+    [[nodiscard]] std::shared_ptr<Peer> self() { return this->shared_from_this(); }
+
+    void readRequest() {
+        http::async_read(m_stream.next_layer(), m_buffer, m_request,
+                         [self = self()](error_code error, std::size_t) {
+                             if (!error)
+                                 self->judge();
+                         });
     }
+
+    void judge() {
+        const std::string target(m_request.target());
+        const unsigned status = m_handlers.admit(target);
+        if (status != 101) {
+            m_refusal.result(status);
+            m_refusal.keep_alive(false);
+            m_refusal.prepare_payload();
+            http::async_write(m_stream.next_layer(), m_refusal,
+                              [self = self()](error_code, std::size_t) {});
+            return;
+        }
+        m_buffer.clear();
+        m_stream.read_message_max(maximumMessage);
+        m_stream.async_accept(m_request, [self = self(), target](error_code error) {
+            if (error)
+                return;
+            self->m_handlers.opened(self, target);
+            self->read();
+        });
+    }
+
+    void read() {
+        m_isPaused = !m_isReading;
+        if (m_isPaused)
+            return;
+        m_stream.async_read_some(m_buffer, readAtOnce,
+                                 [self = self()](error_code error, std::size_t) {
+                                     if (error)
+                                         self->end();
+                                     else
+                                         self->take();
+                                 });
+    }
+
+    void take() {
+        if (m_stream.is_message_done()) {
+            if (m_stream.got_text())
+                m_handlers.text(self(), beast::buffers_to_string(m_buffer.data()));
+            m_buffer.clear();
+        }
+        read();
+    }
+
+    void end() { m_handlers.closed(self(), m_stream.reason().code); }
 
     void write() {
         m_stream.text(true);
         m_stream.async_write(asio::buffer(m_unsent.front()),
-                             [self = this->shared_from_this()](auto error, std::size_t) {
+                             [self = self()](error_code error, std::size_t) {
                                  self->m_unsent.pop_front();
                                  if (error)
                                      self->m_unsent.clear();
@@ -125,17 +145,19 @@ class Peer final : public WebSocketServer::Connection,
     }
 
     void writeClose() {
-        m_stream.async_close(websocket::close_reason(m_code),
-                             [self = this->shared_from_this()](auto) {});
+        m_stream.async_close(websocket::close_reason(m_code), [self = self()](error_code) {});
     }
 
     const WebSocketServer::Handlers& m_handlers;
     websocket::stream<Stream> m_stream;
-    asio::steady_timer m_pause;
+    beast::flat_buffer m_buffer;
+    http::request<http::string_body> m_request;
+    http::response<http::string_body> m_refusal;
     std::deque<std::string> m_unsent;
     std::uint16_t m_code = 0;
     bool m_isClosing = false;
     bool m_isReading = true;
+    bool m_isPaused = false;
 };
 
 } // namespace
@@ -180,7 +202,7 @@ class WebSocketServer::Implementation {
 
   private:
     void accept() {
-        m_acceptor->async_accept([this](auto error, tcp::socket socket) {
+        m_acceptor->async_accept([this](error_code error, tcp::socket socket) {
             if (error)
                 return;
             if (m_tls)
@@ -197,8 +219,7 @@ class WebSocketServer::Implementation {
             std::make_shared<Peer<Stream>>(m_handlers, std::forward<Arguments>(arguments)...);
         std::erase_if(m_connections, [](const auto& weak) { return weak.expired(); });
         m_connections.push_back(peer);
-        asio::co_spawn(
-            m_context, [peer] { return peer->serve(); }, asio::detached);
+        peer->serve();
     }
 
     const Handlers m_handlers;
