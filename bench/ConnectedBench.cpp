@@ -27,7 +27,7 @@ ScratchDaemon::Relay settingsFor(const RelayDouble& relay) {
 
 // A daemon over TLS, with one paired phone.
 struct Connected {
-    RelayDouble relay{{.transport = RelayDouble::Transport::tls, .port = 0, .identity = {}}};
+    RelayDouble relay{{.transport = RelayDouble::Transport::tls, .identity = {}}};
     ScratchDaemon daemon{"off", settingsFor(relay)};
 
     Connected() {
