@@ -17,7 +17,7 @@ const char* cell(bool isUpperDark, bool isLowerDark) {
 } // namespace
 
 std::size_t columns(const qr::Code& code) {
-    return static_cast<std::size_t>(code.size + 2 * qr::quietZone);
+    return static_cast<std::size_t>(code.size) + 2 * static_cast<std::size_t>(qr::quietZone);
 }
 
 std::size_t rows(const qr::Code& code) {
