@@ -15,7 +15,7 @@ allowed = {
     "http": {"core", "platform"},
     "relay": {"core", "crypto", "platform"},
     "hooks": {"core", "platform"},
-    "update": {"core", "platform"},
+    "update": {"core", "crypto", "platform"},
     "daemon": {"core", "crypto", "platform", "http", "relay", "hooks"},
     "ui": everything_below_ui,
     "app": everything_below_ui | {"ui"},

@@ -16,7 +16,8 @@ std::string agentOf(const std::vector<std::string>& processes) {
         std::replace(line.begin(), line.end(), '|', '\0');
         const std::string directory = std::to_string(++number);
         proc.put(directory + "/cmdline", line);
-        proc.put(directory + "/stat", "1 (a) R 7) S " + std::to_string(number + 1) + " 1 1 0");
+        proc.put(directory + "/stat", "1 (a) R 7) S " + std::to_string(number + 1) +
+                                          " 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 77 0 0");
     }
     const std::vector<std::string> ownPaths{"/u/tamsell-hook", ""};
     return hook::agentCommandLine(proc.path().string(), 1001, ownPaths);

@@ -15,11 +15,11 @@
 class Process {
   public:
     struct Command {
-        std::string program;                            ///< path
-        std::vector<std::string> arguments;             ///< the program's name included
-        std::map<std::string, std::string> environment; ///< beside what this process has
-        std::string_view input;                         ///< all that stands on its standard input
-        rlim_t descriptorLimit = 0;                     ///< soft and hard; 0: that of this process
+        std::string program;                              ///< path
+        std::vector<std::string> arguments;               ///< the program's name included
+        std::map<std::string, std::string> environment{}; ///< beside what this process has
+        std::string_view input{};                         ///< all that stands on its standard input
+        rlim_t descriptorLimit = 0; ///< soft and hard; 0: that of this process
     };
 
     explicit Process(const Command& command);
