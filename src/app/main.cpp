@@ -51,11 +51,14 @@ int runDaemon(int argc, char* argv[]) {
         scheduler});
 
     const Bundle bundle = Bundle::ofThisProcess();
-    Daemon daemon({.locations = locations,
-                   .idleSeconds = idleSeconds,
-                   .relay = std::move(relay),
-                   .page = bundle.resource("app.html"),
-                   .bundledHook = bundle.auxiliaryExecutable("tamsell-hook")});
+    Daemon daemon(
+        {.locations = locations,
+         .idleSeconds = idleSeconds,
+         .relay = std::move(relay),
+         .page = bundle.resource("app.html"),
+         .bundledHook = bundle.auxiliaryExecutable("tamsell-hook"),
+         .selfCheck = {.stuckIdleSources = [&] { return idleTime.stuckSources(); },
+                       .note = [&](const JSONObject& all) { statusFile.set("troubles", all); }}});
     QObject::connect(&daemon, &Daemon::changed, &application, [&] {
         const auto port = daemon.port();
         statusFile.set("port", port ? JSONValue(*port) : JSONValue());

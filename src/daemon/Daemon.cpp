@@ -31,6 +31,7 @@ Daemon::Daemon(Environment environment)
     : m_environment(std::move(environment)),
       m_config(m_environment.locations, m_environment.log),
       m_eventsLog(m_environment.locations.eventsLog),
+      m_selfCheck(m_environment.selfCheck, m_environment.log, m_eventsLog.lastWrite()),
       m_deadlines([this](const std::string& id) { finish(id, nullptr); }),
       m_routes(std::make_unique<Routes>(*this, m_environment.page)) {
     m_tick.setTimerType(Qt::PreciseTimer);
@@ -191,6 +192,7 @@ void Daemon::tick() {
     const bool reloaded = reloadConfigIfChanged();
     if (refreshAway() || reloaded)
         publish();
+    m_selfCheck.look({m_eventsLog.error(), m_environment.relay->refusal()});
 }
 
 JSONObject Daemon::presence() {
@@ -266,6 +268,7 @@ void Daemon::recordEvent(JSONObject& body, std::string_view client) {
     body.set("_client", session.client);
     body.set("_at", now);
     m_eventsLog.append(body);
+    m_selfCheck.eventArrived();
 }
 
 // Waiting items.

@@ -23,6 +23,7 @@
 #include "daemon/EventsLog.h"
 #include "daemon/LiveConfig.h"
 #include "daemon/Records.h"
+#include "daemon/SelfCheck.h"
 #include "daemon/Snapshot.h"
 #include "daemon/TestPush.h"
 #include "http/HTTPServer.h"
@@ -51,6 +52,7 @@ class Daemon final : public QObject {
         std::filesystem::path page;
         /// The hook's program as it came with this one.
         std::optional<std::filesystem::path> bundledHook;
+        SelfCheck::Surroundings selfCheck{};
     };
 
     /// Loads the configuration.
@@ -158,6 +160,7 @@ class Daemon final : public QObject {
     LiveConfig m_config;
     Activity m_activity;
     EventsLog m_eventsLog;
+    SelfCheck m_selfCheck;
     PendingItems m_pending;
     std::unordered_map<std::string, Waiter> m_waiters;
     std::deque<std::string> m_settled;

@@ -1,5 +1,7 @@
 #include "daemon/EventsLog.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,18 +29,38 @@ void EventsLog::append(const JSONObject& event) {
     if (!json::appendCompact(m_line, event))
         return;
     m_line += '\n';
-    const Descriptor file(
-        ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
-    if (file.isValid()) {
-        const ssize_t written = ::write(file.number(), m_line.data(), m_line.size());
-        // On a full disk a part may have been written; without a line feed it would spoil the next.
-        if (written > 0 && static_cast<std::size_t>(written) < m_line.size()) {
-            [[maybe_unused]] const int cut =
-                ::ftruncate(file.number(), ::lseek(file.number(), 0, SEEK_END) - written);
-        }
+    try {
+        write();
+        m_error.clear();
+    } catch (const std::system_error& failure) {
+        m_error = failure.code();
     }
     if (m_line.capacity() > keptCapacity) {
         m_line.clear();
         m_line.shrink_to_fit();
     }
+}
+
+void EventsLog::write() const {
+    const auto fail = [](int error) { throw std::system_error(error, std::generic_category()); };
+    const Descriptor file(
+        ::open(m_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600));
+    if (!file.isValid())
+        fail(errno);
+    const ssize_t written = ::write(file.number(), m_line.data(), m_line.size());
+    if (written < 0)
+        fail(errno);
+    if (static_cast<std::size_t>(written) < m_line.size()) {
+        // On a full disk; without a line feed the part would spoil the next line.
+        [[maybe_unused]] const int cut =
+            ::ftruncate(file.number(), ::lseek(file.number(), 0, SEEK_END) - written);
+        fail(ENOSPC);
+    }
+}
+
+std::optional<std::chrono::system_clock::time_point> EventsLog::lastWrite() const {
+    struct stat status {};
+    if (::stat(m_file.c_str(), &status) != 0)
+        return std::nullopt;
+    return std::chrono::system_clock::from_time_t(status.st_mtim.tv_sec);
 }

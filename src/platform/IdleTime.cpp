@@ -126,6 +126,16 @@ std::optional<IdleTime::Answer> IdleTime::ask(Watched& watched) {
     return Answer{watched.source->name(), *watched.lastValue + since, watched.isStuck};
 }
 
+std::vector<std::string> IdleTime::stuckSources() const {
+    std::vector<std::string> names;
+    for (const auto* watched : {&m_desktop, &m_terminal}) {
+        for (const Watched& each : *watched)
+            if (each.isStuck && m_now() - each.lastAt <= unwatchedAfter)
+                names.emplace_back(each.source->name());
+    }
+    return names;
+}
+
 void IdleTime::setSourceName(std::string name) {
     if (std::exchange(m_hasRead, true) && name == m_sourceName)
         return;

@@ -38,6 +38,9 @@ class IdleTime {
     /// reading.
     [[nodiscard]] const std::string& sourceName() const { return m_sourceName; }
 
+    /// The sources that are stuck, among those that were read in the last half minute.
+    [[nodiscard]] std::vector<std::string> stuckSources() const;
+
     /// Called from within sinceLastInput(): at the first reading, even where no source answers
     /// (with an empty name), and later whenever the name changed. The callback must not destroy
     /// this object.

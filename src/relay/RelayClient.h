@@ -59,6 +59,8 @@ class RelayClient {
     virtual ~RelayClient() = default;
 
     [[nodiscard]] bool connected() const { return m_connection.isOpen(); }
+    /// The HTTP status with which the relay refused the last try to connect.
+    [[nodiscard]] std::optional<int> refusal() const { return m_connection.refusal(); }
     /// The ids of the phones that are connected to the relay now.
     [[nodiscard]] const std::set<std::string>& online() const { return m_online; }
     /// What the relay reported after the last push, with "at", the time of the report; nothing

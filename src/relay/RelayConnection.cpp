@@ -33,6 +33,7 @@ void RelayConnection::connect(const RelayConfig& relay) {
         stop();
         return;
     }
+    m_refusal.reset();
     m_relayURL = relay.url;
     m_socketURL = std::move(*url);
     openTask();
@@ -48,6 +49,7 @@ void RelayConnection::openTask() {
 }
 
 void RelayConnection::stop() {
+    m_refusal.reset();
     dropTask();
 }
 
@@ -60,6 +62,7 @@ void RelayConnection::dropTask() {
 
 void RelayConnection::taskOpened() {
     m_isOpen = true;
+    m_refusal.reset();
     m_retry = firstRetry;
     m_handlers.log("relay: connected to " + m_relayURL);
     m_handlers.opened();
@@ -67,6 +70,7 @@ void RelayConnection::taskOpened() {
 
 void RelayConnection::taskFailed(const WebSocketTask::Failure& failure) {
     const bool wasOpen = std::exchange(m_isOpen, false);
+    m_refusal = failure.status;
     std::string line = wasOpen ? "relay: disconnected" : "relay: could not connect";
     if (failure.status)
         line += " (HTTP " + std::to_string(*failure.status) + ")";

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,8 @@ class RelayConnection {
     void stop();
 
     [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    /// The HTTP status with which the relay refused the last try to connect.
+    [[nodiscard]] std::optional<int> refusal() const { return m_refusal; }
     /// Sends a text frame. Dropped while there is no open connection, and above the limit.
     void send(std::string_view frame);
     /// What the relay has not taken yet, in bytes.
@@ -58,4 +61,5 @@ class RelayConnection {
     std::unique_ptr<Scheduler::Timer> m_keepalive;
     std::chrono::seconds m_retry;
     bool m_isOpen = false;
+    std::optional<int> m_refusal;
 };

@@ -90,10 +90,12 @@ TEST_F(IdleTimeTest, ASourceStuckJustNowIsNotBelievedWhileAnotherReportsMore) {
         EXPECT_EQ(tickFor(9min + 58s), 0ms);
         EXPECT_EQ(tickFor(6s), 300s);
         EXPECT_NE(idle->sourceName(), "first");
+        EXPECT_EQ(idle->stuckSources(), std::vector<std::string>{"first"});
         other->value.reset();
         EXPECT_EQ(tickFor(4s), 0ms) << "believed where no other answers";
         first->value = 2s;
         EXPECT_EQ(readAfter(2s), 2s) << "it moves again";
+        EXPECT_EQ(idle->stuckSources(), std::vector<std::string>());
     }
 }
 

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "core/JSONValue.h"
+#include "core/Log.h"
+#include "platform/AgentProcesses.h"
+
+/// Notices what has stopped working without anybody being told: logs it once when it begins, and
+/// keeps what stands as a note for the one who looks after the daemon.
+///
+/// The note is an object from the kind of trouble to {"since": milliseconds, and details}:
+///   "hookSilence"      {"agents": ["claude", "codex"]}  a day without an event while one runs;
+///                                                       "since" is the last event
+///   "stuckIdleSource"  {"sources": ["X11"]}             says "just now" for ever
+///   "eventsLog"        {"error": text}                  cannot be written
+///   "relayRefusal"     {"status": 401}                  answers, but not to this computer
+class SelfCheck {
+  public:
+    using Clock = std::chrono::system_clock;
+
+    /// Where it looks, and whom it tells.
+    struct Surroundings {
+        std::function<std::vector<AgentProcess>()> agents = [] { return runningAgents(); };
+        std::function<std::vector<std::string>()> stuckIdleSources = [] {
+            return std::vector<std::string>();
+        };
+        /// Takes all troubles that stand, whenever they have changed.
+        std::function<void(const JSONObject&)> note = [](const JSONObject&) {};
+        std::function<Clock::time_point()> now = Clock::now;
+    };
+
+    /// What the daemon's parts have met with.
+    struct Observations {
+        std::error_code eventsLog;       ///< of the last line
+        std::optional<int> relayRefusal; ///< the HTTP status of the last try to connect
+    };
+
+    /// @param lastEvent of an earlier run; nothing when there was none
+    SelfCheck(Surroundings surroundings, LogSink log, std::optional<Clock::time_point> lastEvent);
+
+    void eventArrived();
+    /// To be called every few seconds. Looks for agents only while it matters, every ten minutes.
+    void look(const Observations& observations);
+
+  private:
+    struct Trouble {
+        std::string_view kind;
+        JSONObject details;
+        std::string line; // For the log.
+        Clock::time_point since;
+    };
+
+    void lookForSilence(Clock::time_point now);
+    [[nodiscard]] std::vector<Trouble> standing(const Observations& observations,
+                                                Clock::time_point now) const;
+
+    Surroundings m_surroundings;
+    LogSink m_log;
+    Clock::time_point m_started;
+    Clock::time_point m_lastEvent;
+    Clock::time_point m_lastSearch;
+    std::vector<std::string> m_silentAgents;
+    JSONObject m_note;
+};
