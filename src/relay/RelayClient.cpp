@@ -14,19 +14,8 @@
 #include "relay/PhoneRequest.h"
 #include "relay/StateMessage.h"
 
-using namespace std::chrono_literals;
-
 namespace {
 
-// Within so long one push tells of all changes.
-constexpr auto pushDelay = 100ms;
-// States go out at most this often, and more rarely when they are long, however often a phone asks
-// or a relay says that one has come: 100 ms for each MiB begun.
-constexpr auto stateInterval = 100ms;
-constexpr std::size_t statePerInterval = 1 << 20;
-// A relay that does not take what it is sent gets no further states until it has. They are only
-// owed, so that no more than this and one state piles up.
-constexpr std::size_t enoughUnsent = 4 << 20;
 // How many values a frame or a message of a phone may have. A list of phones is the longest.
 constexpr std::size_t maximumValues = 4'000;
 
@@ -82,7 +71,13 @@ RelayClient::RelayClient(Environment environment)
       m_connection(m_environment.openWebSocket, m_environment.scheduler,
                    {[this] { opened(); }, [this](const std::string& text) { receive(text); },
                     [this] { lost(); }, [this](const LogMessage& message) { log(message); }}),
-      m_pairing(m_environment.now, m_environment.scheduler) {}
+      m_pairing(m_environment.now, m_environment.scheduler),
+      m_owedState(m_environment.scheduler,
+                  {[this](const std::set<std::string>& phones) { return encodedState(phones); },
+                   [this](const EncodedMessage& state, const std::string& phone) {
+                       sendSealed(state, phone);
+                   },
+                   [this] { return unsentBytes(); }}) {}
 
 // Settings and connection.
 
@@ -100,7 +95,7 @@ void RelayClient::update(const std::optional<RelayConfig>& relay) {
     if (!isSameConnection) {
         m_pairing.forgetInvites();
         m_online.clear();
-        forgetOwedState();
+        m_owedState.forget();
         m_connection.connect(*relay);
         onChange();
         return;
@@ -117,7 +112,7 @@ void RelayClient::stop() {
     m_pairing.forgetInvites();
     m_connection.stop();
     m_online.clear();
-    forgetOwedState();
+    m_owedState.forget();
     onChange();
 }
 
@@ -155,7 +150,7 @@ void RelayClient::opened() {
 
 void RelayClient::lost() {
     m_online.clear();
-    forgetOwedState();
+    m_owedState.forget();
     onChange();
 }
 
@@ -210,60 +205,33 @@ void RelayClient::announce(const Pairing::Announcement& announcement) {
 }
 
 void RelayClient::schedulePush() {
-    m_stateMessage.reset(); // It is of earlier.
-    if (!m_relay || m_online.empty() || m_push)
+    m_owedState.changed();
+    if (!m_relay || m_online.empty())
         return;
-    m_push = m_environment.scheduler.after(pushDelay, [this] {
-        m_push.reset();
+    m_owedState.schedule([this] {
         for (const auto& [device, box] : m_boxes)
             oweState(device);
-        sendOwedState();
     });
 }
 
 void RelayClient::oweState(const std::string& device) {
     if (m_online.contains(device) && m_boxes.contains(device))
-        m_owedState.insert(device);
+        m_owedState.owe(device);
 }
 
-// Now, when the last time is long enough ago; else as soon as it is and the relay has taken what it
-// was sent.
-void RelayClient::sendOwedState() {
-    if (m_statePause || m_owedState.empty() || !handlers || !connected())
-        return;
-    std::size_t size = 0;
-    while (!m_owedState.empty() && m_connection.unsentBytes() <= enoughUnsent) {
-        if (!m_stateMessage)
-            m_stateMessage = stateMessage(handlers->snapshot(), longestMessage());
-        if (!m_stateMessage) {
-            log("relay: the state is too long to be sent");
-            m_owedState.clear();
-            break;
-        }
-        size = m_stateMessage->size();
-        sendSealed(*m_stateMessage, m_owedState.extract(m_owedState.begin()).value());
-    }
-    if (m_owedState.empty())
-        m_stateMessage.reset();
-    m_statePause =
-        m_environment.scheduler.after(stateInterval * (1 + size / statePerInterval), [this] {
-            m_statePause.reset();
-            sendOwedState();
-        });
-}
-
-void RelayClient::forgetOwedState() {
-    m_owedState.clear();
-    m_stateMessage.reset();
-    m_push.reset();
-    m_statePause.reset();
-}
-
-std::size_t RelayClient::longestMessage() const {
+std::optional<EncodedMessage> RelayClient::encodedState(const std::set<std::string>& phones) {
     std::size_t longest = std::numeric_limits<std::size_t>::max();
-    for (const std::string& device : m_owedState)
-        longest = std::min(longest, longestMessageFor(device));
-    return longest;
+    for (const std::string& phone : phones)
+        longest = std::min(longest, longestMessageFor(phone));
+    auto message = stateMessage(handlers->snapshot(), longest);
+    if (!message)
+        log("relay: the state is too long to be sent");
+    return message;
+}
+
+// Nothing while nothing can be sent.
+std::optional<std::size_t> RelayClient::unsentBytes() const {
+    return handlers && connected() ? std::optional(m_connection.unsentBytes()) : std::nullopt;
 }
 
 // Pairing.
@@ -348,11 +316,11 @@ void RelayClient::receivePeers(const JSONObject& message) {
             if (const std::string* id = element.string())
                 phones.insert(*id);
     const auto before = std::exchange(m_online, std::move(phones));
-    std::erase_if(m_owedState, [this](const auto& id) { return !m_online.contains(id); });
+    m_owedState.keepOnly(m_online);
     for (const auto& [device, box] : m_boxes)
         if (!before.contains(device))
             oweState(device);
-    sendOwedState();
+    m_owedState.send();
     onChange();
 }
 
@@ -375,7 +343,7 @@ void RelayClient::receiveSealed(const JSONObject& message) {
     const std::string* type = request.string("type");
     if (type && *type == "hello") {
         oweState(*from);
-        sendOwedState();
+        m_owedState.send();
     } else {
         // A request was JSON, so what is made of it can be encoded.
         sendSealed(EncodedMessage(resultOf(request, *handlers)), *from);

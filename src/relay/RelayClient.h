@@ -17,6 +17,7 @@
 #include "platform/WebSocketTask.h"
 #include "relay/Box.h"
 #include "relay/Invite.h"
+#include "relay/OwedState.h"
 #include "relay/Pairing.h"
 #include "relay/RelayConnection.h"
 
@@ -101,9 +102,8 @@ class RelayClient {
     void sendSealed(const EncodedMessage& message, const std::string& device);
     void announce(const Pairing::Announcement& announcement);
     void oweState(const std::string& device);
-    void sendOwedState();
-    void forgetOwedState();
-    [[nodiscard]] std::size_t longestMessage() const;
+    [[nodiscard]] std::optional<EncodedMessage> encodedState(const std::set<std::string>& phones);
+    [[nodiscard]] std::optional<std::size_t> unsentBytes() const;
 
     // Receiving.
     void receive(const std::string& frame);
@@ -117,8 +117,5 @@ class RelayClient {
     Pairing m_pairing;
     std::optional<RelayConfig> m_relay;
     std::map<std::string, Box, std::less<>> m_boxes; // By device id.
-    std::set<std::string> m_owedState;               // The phones that are to get the state,
-    std::optional<EncodedMessage> m_stateMessage;    // and the state, once one of them has it.
-    std::unique_ptr<Scheduler::Timer> m_push;
-    std::unique_ptr<Scheduler::Timer> m_statePause;
+    OwedState m_owedState;
 };
