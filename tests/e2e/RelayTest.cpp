@@ -264,3 +264,29 @@ TEST_F(RelayRoad, ARelayThatStopsReadingCostsNoMemoryAndHoldsNobodyUp) {
     m_phone.waitFor("state");
     EXPECT_EQ(*m_phone.resultOf(m_phone.setMode("on")).find("ok"), JSONValue(true));
 }
+
+TEST_F(RelayRoad, WhatFailsWithoutAWordIsNotedAndLoggedOnce) {
+    const auto troubles = [&] {
+        const auto notes = JSONValue::parse(contentOf(m_daemon->home() / "logs/status.json"));
+        return json::compact(notes ? json::member(*notes, "troubles") : JSONValue()).value_or("");
+    };
+    const auto waitFor = [&](const std::string& text) {
+        ASSERT_TRUE(until([&] { return troubles().find(text) != std::string::npos; })) << text;
+    };
+    std::filesystem::remove(m_daemon->home() / "logs/events.jsonl");
+    m_daemon->home().put("logs/events.jsonl/in the way", "");
+    (void)m_daemon->event(R"({"hook_event_name": "SessionStart"})");
+    waitFor(R"("error":"Is a directory")");
+    m_relay.refuse(403);
+    m_relay.vanish();
+    waitFor(R"("status":403)");
+    std::filesystem::remove_all(m_daemon->home() / "logs/events.jsonl");
+    (void)m_daemon->event(R"({"hook_event_name": "SessionStart"})");
+    m_relay.refuse(std::nullopt);
+    ASSERT_TRUE(until([&] { return troubles() == "{}"; })) << troubles();
+    const std::string log = m_daemon->process().output();
+    for (const std::string line : {"tamsell: cannot write the events log: Is a directory\n",
+                                   "tamsell: the relay refuses this computer (HTTP 403)\n"})
+        EXPECT_EQ(log.find(line), log.rfind(line)) << log;
+    EXPECT_EQ(json::member(m_daemon->state(), "troubles"), JSONValue());
+}
