@@ -148,6 +148,13 @@ std::size_t columns(std::string_view utf8) {
     return cells;
 }
 
+std::string_view lastPathComponent(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.remove_suffix(1);
+    const std::size_t slash = path.rfind('/');
+    return path.size() > 1 && slash != path.npos ? path.substr(slash + 1) : path;
+}
+
 bool isASCII(std::string_view bytes) {
     // Without an early exit the loop is vectorised.
     unsigned char any = 0;

@@ -48,6 +48,10 @@ namespace text {
 /// The text, or as much of it as fits into so many cells with "…" behind it. 0 cells are endless.
 [[nodiscard]] std::string inOneRow(std::string_view utf8, std::size_t cells);
 
+/// The folder or file that a path names: what is behind its last "/", apart from those at its end;
+/// "/" for the root.
+[[nodiscard]] std::string_view lastPathComponent(std::string_view path);
+
 [[nodiscard]] bool isASCII(std::string_view bytes);
 
 } // namespace text

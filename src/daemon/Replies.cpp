@@ -14,13 +14,6 @@ constexpr std::size_t notifiedDetail = 300;
 // beyond what a path, a tool's name or 300 characters of any script have.
 constexpr std::size_t maximumBytes = 4096;
 
-std::string lastComponent(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/'))
-        path.remove_suffix(1);
-    const std::size_t slash = path.rfind('/');
-    return std::string(path.size() > 1 && slash != path.npos ? path.substr(slash + 1) : path);
-}
-
 std::string bounded(std::string_view text) {
     return std::string(text::prefix(text, maximumBytes, maximumBytes));
 }
@@ -61,7 +54,7 @@ std::optional<JSONObject> build(const PendingItem& item, const JSONObject& answe
 JSONObject notifyPayload(const PendingItem& item) {
     JSONObject payload{{"target", item.id},
                        {"kind", kindText(item.kind)},
-                       {"project", item.cwd ? bounded(lastComponent(*item.cwd)) : ""},
+                       {"project", item.cwd ? bounded(text::lastPathComponent(*item.cwd)) : ""},
                        {"expiresAt", item.expiresAt},
                        {"detail", text::prefix(item.detail(), notifiedDetail, maximumBytes)}};
     if (item.kind == PendingItem::Kind::permission) {
