@@ -10,7 +10,8 @@
 #include "core/Descriptor.h"
 
 /// A program that runs beside a command-line program, which waits for it: its input is given at the
-/// start, what it says is collected. Not for the daemon, whose loop must not wait.
+/// start, what it says is collected. Not for the daemon, whose loop must not wait; but for the
+/// moments that a takeover from the older version takes.
 ///
 /// The caller ignores SIGPIPE. The program itself starts with the default signal actions and in a
 /// process group of its own, which the destructor kills when the program has not ended.
@@ -18,10 +19,16 @@ class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;
 
+    enum class Output {
+        collected,
+        discarded ///< output and errors go to the null device
+    };
+
     struct Command {
         std::vector<std::string> arguments; ///< the first is looked up in PATH unless it has a "/"
         std::string input;                  ///< all that stands on its standard input
         std::vector<std::string> withoutVariables{}; ///< of the environment, by name
+        Output output = Output::collected;
     };
 
     /// @throws std::system_error when it cannot be started

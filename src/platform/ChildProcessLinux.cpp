@@ -23,15 +23,24 @@ constexpr std::chrono::milliseconds askAgain{20};
 struct Pipe {
     Descriptor readEnd;
     Descriptor writeEnd;
-
-    Pipe() {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-            throw std::system_error(errno, std::generic_category(), "pipe");
-        readEnd = Descriptor(ends[0]);
-        writeEnd = Descriptor(ends[1]);
-    }
 };
+
+Pipe makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+Pipe outputOf(const ChildProcess::Command& command) {
+    if (command.output == ChildProcess::Output::collected)
+        return makePipe();
+    const char* const nowhere = "/dev/null";
+    Descriptor sink(::open(nowhere, O_WRONLY | O_CLOEXEC));
+    if (!sink.isValid())
+        throw std::system_error(errno, std::generic_category(), nowhere);
+    return {Descriptor(), std::move(sink)};
+}
 
 void setNonBlocking(const Descriptor& descriptor) {
     ::fcntl(descriptor.number(), F_SETFL, O_NONBLOCK);
@@ -91,9 +100,9 @@ class SpawnSettings {
 } // namespace
 
 ChildProcess::ChildProcess(const Command& command) : m_input(command.input) {
-    Pipe input;
-    Pipe output;
-    Pipe errors;
+    Pipe input = makePipe();
+    Pipe output = outputOf(command);
+    Pipe errors = outputOf(command);
     m_id = SpawnSettings(input.readEnd.number(), output.writeEnd.number(), errors.writeEnd.number())
                .spawn(command);
     m_inputEnd = std::move(input.writeEnd);

@@ -41,6 +41,9 @@ class UserService {
     /// @throws DaemonError with the manager's words; std::system_error when the file cannot be
     /// written
     void install(const std::filesystem::path& program) const;
+    /// Stops it, when it runs, and starts it.
+    /// @throws DaemonError with the manager's words
+    void restart() const;
     /// Stops it and removes the file. Nothing happens when there is none.
     /// @throws DaemonError with the manager's words; the file is removed all the same
     void remove() const;

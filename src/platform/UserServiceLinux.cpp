@@ -167,6 +167,10 @@ void UserService::install(const fs::path& program) const {
     order({"daemon-reload"});
     order({"enable", std::string(unitName)});
     // Not start: it may run an older program.
+    restart();
+}
+
+void UserService::restart() const {
     order({"restart", std::string(unitName)});
 }
 
