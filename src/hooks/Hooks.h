@@ -35,6 +35,16 @@ class Hooks {
         bool operator==(const Status&) const = default;
     };
 
+    /// What Codex says of our entries: it runs one only once the user has trusted it there.
+    struct CodexTrust {
+        int usable = 0;   ///< enabled, and trusted by the user or the administrator
+        int total = 0;    ///< all that it lists
+        int modified = 0; ///< of the others, enabled: changed since they were trusted
+        int disabled = 0; ///< of the others: switched off
+
+        bool operator==(const CodexTrust&) const = default;
+    };
+
     /// @param bundledHook the program as it came with this one; nothing when it is missing
     /// @param systemPrograms where else Claude Code is looked for, beside the home directory
     Hooks(Locations locations, std::optional<std::filesystem::path> bundledHook,
