@@ -163,8 +163,10 @@ std::size_t hiddenLength(std::string_view text, const std::optional<Tag>& tag) {
     if (!tag || tag->isEnd || !contains(hiddenTags, tag->name))
         return 0;
     const std::string end = "</" + tag->name;
-    const auto found = std::ranges::search(text, end, {}, lowered);
-    return static_cast<std::size_t>(found.begin() - text.begin());
+    const auto found =
+        std::search(text.begin(), text.end(), end.begin(), end.end(),
+                    [](char inText, char inEnd) { return lowered(inText) == inEnd; });
+    return static_cast<std::size_t>(found - text.begin());
 }
 
 std::string withoutTags(std::string_view html) {
