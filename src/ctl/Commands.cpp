@@ -33,6 +33,8 @@ const std::vector<Command>& commands() {
         {"hooks status", "[--json]", "hooks 裝好了沒有", 0, 0, {"--json"}, hooksStatus},
         {"hooks install", "", "安裝或修好 hooks", 0, 0, {}, hooksInstall},
         {"hooks remove", "", "移除 hooks", 0, 0, {}, hooksRemove},
+        {"hooks trust", "[--json]", "Codex 信任 hooks 了沒有", 0, 0, {"--json"}, hooksTrust},
+        {"takeover", "", "停用舊版的 daemon，換成 Tamsell", 0, 0, {}, takeover},
         {"test",
          "[--ask]",
          "測試 agent 到 Tamsell 的整個流程；--ask 會實際問一題",

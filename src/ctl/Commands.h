@@ -29,6 +29,8 @@ int relayReset(const Context& context, const Arguments& arguments);
 int hooksStatus(const Context& context, const Arguments& arguments);
 int hooksInstall(const Context& context, const Arguments& arguments);
 int hooksRemove(const Context& context, const Arguments& arguments);
+int hooksTrust(const Context& context, const Arguments& arguments);
+int takeover(const Context& context, const Arguments& arguments);
 int test(const Context& context, const Arguments& arguments);
 int doctor(const Context& context, const Arguments& arguments);
 int serviceInstall(const Context& context, const Arguments& arguments);

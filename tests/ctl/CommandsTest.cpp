@@ -6,6 +6,7 @@
 #include "core/AtomicFile.h"
 #include "core/DaemonError.h"
 #include "ctl/CtlRun.h"
+#include "support/CodexLines.h"
 #include "support/RunningDaemon.h"
 
 using testing::HasSubstr;
@@ -155,6 +156,35 @@ TEST(Commands, TellAndSwitchHowTamsellStands) {
     EXPECT_EQ(ctl({"hooks", "status", "--json"}),
               "{\n  \"claude\": 0,\n  \"codex\": null,\n  \"error\": null,\n  \"legacy\": false,\n"
               "  \"scriptCurrent\": false\n}\n");
+}
+
+TEST(Commands, SayWhatCodexTrusts) {
+    const TemporaryDirectory home;
+    const auto trust = [&](const std::string& program, std::vector<std::string> words) {
+        const CtlRun run =
+            runCtl(home.path(), std::move(words), "", {"TAMSELL_CODEX_BIN=" + program});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_EQ(run.errors, "");
+        return run.output;
+    };
+    const auto codex = [&](const std::string& name) {
+        const std::string answer = home.put("answer", codexLine(name)).string();
+        const auto path = home.put("codex", "#!/bin/sh\ncat '" + answer + "'\ncat >/dev/null\n");
+        std::filesystem::permissions(path, std::filesystem::perms(0755));
+        return path.string();
+    };
+    const std::string some = codex("05_hooks_list.response");
+    EXPECT_EQ(trust(some, {"hooks", "trust"}),
+              "Codex 信任 1/4；1 個在信任之後改過；1 個被關掉\n"
+              "在 Codex 裡輸入 /hooks，信任 Tamsell 的 hooks。這一步必須由你確認。\n");
+    EXPECT_EQ(trust(some, {"hooks", "trust", "--json"}),
+              "{\n  \"total\": 4,\n  \"usable\": 1\n}\n");
+    EXPECT_EQ(trust(codex("05b_hooks_list.response_all_trusted"), {"hooks", "trust"}),
+              "Codex 信任 4/4\n");
+    EXPECT_THAT(trust(codex("05c_hooks_list.response_parse_warning"), {"hooks", "trust"}),
+                StartsWith("Codex 信任 0/0\nCodex 沒有列出 Tamsell 的 hooks"));
+    EXPECT_THAT(trust("/bin/false", {"hooks", "trust"}), StartsWith("無法得知"));
+    EXPECT_EQ(trust("/bin/false", {"hooks", "trust", "--json"}), "null\n");
 }
 
 TEST(Commands, WalkTheRoadOfAnEvent) {

@@ -6,6 +6,7 @@
 
 #include "core/DaemonError.h"
 #include "ctl/Checks.h"
+#include "ctl/Commands.h"
 #include "ctl/CtlRun.h"
 #include "support/FakeEnvironment.h"
 #include "support/TemporaryDirectory.h"
@@ -55,6 +56,37 @@ TEST(Service, IsWrittenStartedAndRemoved) {
                                    "restart tamsell.service\n"));
     EXPECT_THAT(contentOf(manager.home / "told"),
                 testing::HasSubstr("disable --now tamsell.service\ndaemon-reload\n"));
+}
+
+TEST(Service, StartsAnewAfterATakeover) {
+    const FakeManager manager("show) echo ActiveState=active;;");
+    // One that is not ours is left alone.
+    EXPECT_EQ(manager.run({"takeover"}).output, "沒有舊版的 daemon\n"
+                                                "hooks：Claude Code 7/7、沒有 Codex\n");
+    manager.home.put("config/systemd/user/tamsell.service", "");
+    const CtlRun run = manager.run({"takeover"});
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_THAT(run.output, testing::EndsWith("\n已重新啟動 Tamsell 的服務\n"));
+    EXPECT_THAT(contentOf(manager.home / "told"), testing::EndsWith("\nrestart tamsell.service\n"));
+}
+
+TEST(Service, ATakeoverThatFailsChangesNothing) {
+    if (std::filesystem::exists("/bin/launchctl"))
+        GTEST_SKIP() << "it could be taken over here";
+    const TemporaryDirectory home;
+    const auto agent = home.put("Library/LaunchAgents/works.tamsell.plist", "");
+    const Locations locations = Locations::from(fakeEnvironment(), home.path());
+    const Bundle bundle = Bundle::ofThisProcess();
+    const ctl::Context context{fakeEnvironment(), locations, bundle,
+                               Hooks(locations, home.put("bundled", "hook"))};
+    try {
+        ctl::takeover(context, {});
+        ADD_FAILURE() << "taken over without launchctl";
+    } catch (const DaemonError& error) {
+        EXPECT_THAT(error.message(), testing::HasSubstr("/bin/launchctl"));
+    }
+    EXPECT_TRUE(std::filesystem::exists(agent));
+    EXPECT_FALSE(std::filesystem::exists(locations.claudeSettings));
 }
 
 TEST(Service, WithoutAManagerNothingIsLeftBehind) {
