@@ -308,6 +308,35 @@ std::string visible(std::string_view utf8) {
     return result;
 }
 
+std::vector<Piece> pieces(std::string_view utf8) {
+    std::vector<Piece> result;
+    std::size_t begin = 0;
+    utf8proc_int32_t previous = -1;
+    const auto flush = [&](std::size_t end) {
+        if (end > begin)
+            result.push_back({utf8.substr(begin, end - begin), {}});
+    };
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Decoded here = decodeAt(utf8, at);
+        const bool isPlain = here.codePoint == '\n' || here.codePoint == '\t' ||
+                             (here.codePoint >= 0 && (!isInvisible(here.codePoint) ||
+                                                      isEmojiStyle(here.codePoint, previous)));
+        if (!isPlain) {
+            flush(at);
+            char mark[16];
+            std::snprintf(mark, sizeof mark, here.codePoint < 0 ? "0x%02X" : "U+%04X",
+                          here.codePoint < 0 ? static_cast<unsigned char>(utf8[at])
+                                             : static_cast<unsigned>(here.codePoint));
+            result.push_back({utf8.substr(at, here.length), mark});
+            begin = at + here.length;
+        }
+        previous = here.codePoint;
+        at += here.length;
+    }
+    flush(utf8.size());
+    return result;
+}
+
 std::string asciiWhereInvisible(std::string_view json) {
     std::string result;
     result.reserve(json.size());

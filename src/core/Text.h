@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// What a person calls text, on UTF-8.
 namespace text {
@@ -34,6 +35,18 @@ namespace text {
 /// bidirectional and all other invisible characters, blanks but the space, and what is no character
 /// as \u{XXXX}, a line feed as \n, an invalid byte as \xXX.
 [[nodiscard]] std::string visible(std::string_view utf8);
+
+/// A stretch of a text for a screen: what shows as it is, or one character that hides.
+struct Piece {
+    std::string_view text;
+    std::string mark; ///< "U+202E" for one that hides, "0xFF" for an invalid byte; else empty
+
+    bool operator==(const Piece&) const = default;
+};
+
+/// The whole text in such pieces, which refer to it. Tabs and line feeds are what they seem; every
+/// other character that `visible` would escape hides.
+[[nodiscard]] std::vector<Piece> pieces(std::string_view utf8);
 
 /// How many cells of a terminal it takes: two for a wide character, none for one that joins the
 /// one before it.

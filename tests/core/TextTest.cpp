@@ -119,6 +119,24 @@ TEST(Text, AJSONTextWithoutInvisibleCharactersIsStillTheSame) {
     EXPECT_EQ(JSONValue::parse(text), value);
 }
 
+TEST(Text, PiecesNameEachCharacterThatHides) {
+    const auto joined = [](std::string_view utf8) {
+        std::string all;
+        std::size_t length = 0;
+        for (const text::Piece& piece : text::pieces(utf8)) {
+            all += piece.mark.empty() ? std::string(piece.text) : "[" + piece.mark + "]";
+            length += piece.text.size();
+        }
+        EXPECT_EQ(length, utf8.size()) << "nothing is lost";
+        return all;
+    };
+    EXPECT_EQ(joined("a\tb\n\u202Ec\u202E\u200B"), "a\tb\n[U+202E]c[U+202E][U+200B]");
+    EXPECT_EQ(joined("\r\x1b[0m \u00A0\xFF\xE2\x80"),
+              "[U+000D][U+001B][0m [U+00A0][0xFF][0xE2][0x80]");
+    EXPECT_EQ(joined("中文❤️ x\uFE0F\U000E0041"), "中文❤️ x[U+FE0F][U+E0041]");
+    EXPECT_EQ(joined(""), "");
+}
+
 TEST(Text, CanonicalEquivalence) {
     const struct {
         std::string_view left;
