@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <QElapsedTimer>
+#include <QTextEdit>
+
+/// The box with what an agent asks for, word for word: monospaced, in the order in which a program
+/// reads it, with characters that hide shown as marks, and numbers before lines where there are
+/// several. It grows to twelve lines and scrolls beyond.
+///
+/// Lines break at spaces, within a word only when it has no room, and never behind a hyphen. What
+/// is copied out of it is the text itself, without marks.
+class CommandBox final : public QTextEdit {
+    Q_OBJECT
+
+  public:
+    explicit CommandBox(QWidget* parent = nullptr);
+
+    /// More than this is not laid out.
+    static constexpr std::size_t maximumShown = std::size_t{64} << 10;
+
+    void setCommand(std::string_view utf8);
+    /// How many characters `maximumShown` has left out.
+    [[nodiscard]] std::size_t charactersLeftOut() const { return m_leftOut; }
+    [[nodiscard]] bool hidesSomething() const { return !m_marks.empty(); }
+
+  protected:
+    [[nodiscard]] QMimeData* createMimeDataFromSelection() const override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    class Gutter;
+    struct Mark {
+        int begin = 0; // In the document.
+        int end = 0;
+    };
+
+    void append(QString& shown, std::string_view text, std::size_t at);
+    void fit();
+    void paintNumbers(QPainter& painter, const QRect& area);
+    [[nodiscard]] int lineCount() const;
+
+    std::string m_command;
+    std::vector<std::size_t> m_sources; // Of each character of the document: where it is from.
+    std::vector<Mark> m_marks;
+    std::size_t m_leftOut = 0;
+    QElapsedTimer m_lastWheel;
+    Gutter* m_gutter;
+};
