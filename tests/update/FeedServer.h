@@ -48,16 +48,16 @@ class FeedServer {
     [[nodiscard]] std::string url(std::string_view path) const {
         return m_origin + std::string(path);
     }
-    /// An answer with a body and its true length.
-    void put(const std::string& path, const std::string& body) {
-        answer(path, "Content-Length: " + std::to_string(body.size()), body);
+    static std::string reply(const std::string& fields, const std::string& body,
+                             const std::string& status = "200 OK") {
+        return "HTTP/1.1 " + status + "\r\n" + fields + "\r\n\r\n" + body;
     }
-    void answer(const std::string& path, const std::string& fields, const std::string& body,
-                const std::string& status = "200 OK") {
-        replies[path] = "HTTP/1.1 " + status + "\r\n" + fields + "\r\n\r\n" + body;
+    /// With its true length.
+    static std::string whole(const std::string& body) {
+        return reply("Content-Length: " + std::to_string(body.size()), body);
     }
-    void redirect(const std::string& path, const std::string& target) {
-        answer(path, "Content-Length: 0\r\nLocation: " + target, "", "302 Found");
+    static std::string redirect(const std::string& target) {
+        return reply("Content-Length: 0\r\nLocation: " + target, "", "302 Found");
     }
 
     std::map<std::string, std::string> replies; ///< raw, by path

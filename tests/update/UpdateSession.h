@@ -51,10 +51,12 @@ class UpdateSession : public testing::Test {
   protected:
     using Phase = UpdateState::Phase;
 
+    static constexpr const char* filePath = "/files/tamsell_1.2.deb";
+
     struct Offer {
         std::string version = "42";
-        std::string url = "files/tamsell_1.2.deb"; ///< the file is served there
-        std::string signature{};                   ///< Base64; empty: none
+        std::string url = "files/tamsell_1.2.deb";
+        std::string signature{}; ///< Base64; empty: none
         std::optional<std::size_t> length{};
     };
 
@@ -76,10 +78,13 @@ class UpdateSession : public testing::Test {
     [[nodiscard]] Offer offerOf(const std::string& content) const {
         return {.signature = base64::encode(key.sign(content)), .length = content.size()};
     }
-    /// The whole of it on the server.
+    void serve(const Offer& offer) {
+        server.replies["/feed.xml"] = FeedServer::whole(feedOf(offer));
+    }
+    /// A release with that content, as it should be.
     void publish(const std::string& content) {
-        server.put("/feed.xml", feedOf(offerOf(content)));
-        server.put("/files/tamsell_1.2.deb", content);
+        serve(offerOf(content));
+        server.replies[filePath] = FeedServer::whole(content);
     }
 
     void start() {

@@ -37,7 +37,7 @@ TEST_F(UpdateSession, ABackgroundFindWaitsForThePersonAndIsThenShownAtOnce) {
     EXPECT_THAT(head, testing::Not(HasSubstr("ookie")));
 
     // A later check that fails takes nothing back, one that finds nothing does.
-    server.answer("/feed.xml", "Content-Length: 0", "", "500 Broken");
+    server.replies["/feed.xml"] = FeedServer::reply("Content-Length: 0", "", "500 Broken");
     passToNextCheck();
     ASSERT_TRUE(eventuallyLogs(2));
     EXPECT_EQ(updater->available(), "1.2");
@@ -63,7 +63,7 @@ TEST_F(UpdateSession, ABackgroundFindWaitsForThePersonAndIsThenShownAtOnce) {
     passToNextCheck();
     ASSERT_TRUE(eventuallyLogs(4));
     EXPECT_EQ(updater->available(), "1.2") << "reminded again";
-    server.put("/feed.xml", feedOf({.version = "41"}));
+    serve({.version = "41"});
     passToNextCheck();
     ASSERT_TRUE(eventuallyLogs(5));
     EXPECT_EQ(updater->available(), std::nullopt) << "withdrawn";
@@ -103,72 +103,52 @@ TEST_F(UpdateSession, BringsTheReleaseIntoTheDownloadsFolder) {
     EXPECT_EQ(shown, file);
     EXPECT_THAT(log, ElementsAre(foundLine));
 
-    server.put("/feed.xml", feedOf({.version = "41"}));
+    serve({.version = "41"});
     updater->checkForUpdates();
     ASSERT_TRUE(eventuallyShows(Phase::upToDate));
     EXPECT_EQ(updater->available(), std::nullopt);
 }
 
 TEST_F(UpdateSession, ChecksThatComeToNothingSaySoAndLeaveNothing) {
-    const Offer good = offerOf("x");
-    const auto feed = [&](auto change) {
-        Offer offer = good;
+    const auto offered = [&](auto change) {
+        Offer offer = offerOf("x");
         change(offer);
-        return [this, text = feedOf(offer)] { server.put("/feed.xml", text); };
+        return FeedServer::whole(feedOf(offer));
     };
-    const auto text = [&](const std::string& body) {
-        return [this, body] { server.put("/feed.xml", body); };
-    };
-    const std::string spaces(appcast::maximumSize, ' ');
-    const std::string whole = feedOf(good);
+    const std::string good = feedOf(offerOf("x"));
+    const std::string large = good + std::string(appcast::maximumSize, ' ');
+    const std::string bomb = "<!DOCTYPE rss [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;\">]>"
+                             "<rss><channel><title>&b;</title></channel></rss>";
     const struct {
         const char* name;
-        std::function<void()> prepare;
+        std::string reply;
         const char* says; ///< behind "update check failed: "; null: there is no update
     } cases[] = {
-        {"same", feed([](Offer& offer) { offer.version = "41.0"; }), nullptr},
-        {"older", feed([](Offer& offer) { offer.version = "9"; }), nullptr},
-        {"malformed", text("<rss version='2.0'><channel><item>"), ""},
-        {"no feed", text("<html></html>"), ""},
-        {"an entity bomb",
-         text("<!DOCTYPE rss [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;\">]>"
-              "<rss><channel><title>&b;</title></channel></rss>"),
-         ""},
-        {"said to be too large", text(whole + spaces), "更新伺服器傳來的資料太大"},
-        {"too large without saying so", [&] { server.answer("/feed.xml", "X: y", whole + spaces); },
-         "更新伺服器傳來的資料太大"},
-        {"cut off", [&] { server.answer("/feed.xml", "Content-Length: 9999", whole); }, ""},
-        {"cut off in a chunk",
-         [&] {
-             server.answer("/feed.xml", "Transfer-Encoding: chunked",
-                           "ffff\r\n" + whole.substr(0, whole.size() - 9));
-         },
-         ""},
-        {"nothing there", [&] { server.answer("/feed.xml", "X: y", whole, "404 Gone"); },
-         "更新伺服器回應了 HTTP 404"},
-        {"compressed all the same",
-         [&] { server.answer("/feed.xml", "Content-Encoding: gzip", "\x1f\x8b\x08"); }, ""},
-        {"no signature", feed([](Offer& offer) { offer.signature.clear(); }),
+        {"same", offered([](Offer& offer) { offer.version = "41.0"; }), nullptr},
+        {"older", offered([](Offer& offer) { offer.version = "9"; }), nullptr},
+        {"malformed", FeedServer::whole("<rss version='2.0'><channel><item>"), ""},
+        {"an entity bomb", FeedServer::whole(bomb), ""},
+        {"said to be too large", FeedServer::whole(large), "更新伺服器傳來的資料太大"},
+        {"too large", FeedServer::reply("X: y", large), "更新伺服器傳來的資料太大"},
+        {"cut off", FeedServer::reply("Content-Length: 9999", good), ""},
+        {"compressed", FeedServer::reply("Content-Encoding: gzip", "\x1f\x8b\x08"), ""},
+        {"gone", FeedServer::reply("X: y", good, "404 Gone"), "更新伺服器回應了 HTTP 404"},
+        {"unsigned", offered([](Offer& offer) { offer.signature = "QUJD"; }),
          "新版本沒有有效的簽章"},
-        {"half a signature", feed([](Offer& offer) { offer.signature.resize(44); }),
-         "新版本沒有有效的簽章"},
-        {"a file over plain HTTP", feed([](Offer& offer) { offer.url = "http://a.test/x.deb"; }),
+        {"a file over plain HTTP", offered([](Offer& offer) { offer.url = "http://a.test/x"; }),
          "新版本的下載位址不安全"},
-        {"redirected to plain HTTP", [&] { server.redirect("/feed.xml", "http://192.0.2.1/"); },
+        {"moved to plain HTTP", FeedServer::redirect("http://192.0.2.1/"),
          "更新伺服器要轉往不安全的位址"},
-        {"redirected for ever", [&] { server.redirect("/feed.xml", "/feed.xml"); },
-         "更新伺服器轉址太多次"},
-        {"no HTTP", [&] { server.replies["/feed.xml"] = "SSH-2.0-x\r\n\r\n"; }, ""},
-        {"nobody listens", [&] { variable = "http://127.0.0.1:1/"; }, "無法連線到更新伺服器："},
-        {"a plain address", [&] { variable = "http://feed.test/"; }, "更新來源不是 https 網址"},
+        {"moved for ever", FeedServer::redirect("/feed.xml"), "更新伺服器轉址太多次"},
+        {"no HTTP", "SSH-2.0-x\r\n\r\n", "無法連線到更新伺服器："},
     };
     start();
-    for (const auto& [name, prepare, says] : cases) {
+    for (const auto& [name, reply, says] : cases) {
         for (const bool isUsers : {false, true}) {
             SCOPED_TRACE(std::string(name) + (isUsers ? ", by hand" : ""));
             log.clear();
             window.states.clear();
-            prepare();
+            server.replies["/feed.xml"] = reply;
             if (isUsers)
                 updater->checkForUpdates();
             else
@@ -191,66 +171,42 @@ TEST_F(UpdateSession, ChecksThatComeToNothingSaySoAndLeaveNothing) {
 
 TEST_F(UpdateSession, DownloadsThatFailLeaveNothing) {
     const std::string content(100'000, 'p');
-    const Offer good = offerOf(content);
-    const std::string path = "/files/tamsell_1.2.deb";
-    const auto offer = [&](auto change) {
-        Offer changed = good;
-        change(changed);
-        server.put("/feed.xml", feedOf(changed));
-    };
-    const auto unbounded = [&] { offer([](Offer& changed) { changed.length.reset(); }); };
+    const std::size_t limit = std::size_t{16} << 20;
+    const std::string tooMuch(limit + 1, 'p');
+    const auto good = FeedServer::whole(content);
+    const std::optional<std::size_t> unsaid;
     const struct {
         const char* name;
-        std::function<void()> prepare;
+        std::optional<std::size_t> length; ///< by the feed
+        std::string reply;                 ///< for the file
         const char* says;
     } cases[] = {
-        {"other bytes", [&] { server.put(path, std::string(100'000, 'q')); },
+        {"other bytes", 100'000, FeedServer::whole(std::string(100'000, 'q')),
          "更新檔的簽章不正確，已經刪除"},
-        {"another key",
-         [&] {
-             offer([&](Offer& changed) {
-                 changed.signature = base64::encode(SigningKey().sign(content));
-             });
-         },
+        {"nothing", unsaid, FeedServer::whole(""), "更新檔的簽章不正確，已經刪除"},
+        {"cut off", unsaid, FeedServer::reply("Content-Length: 100001", content), ""},
+        {"cut off unseen", unsaid, FeedServer::reply("X: y", content.substr(1)),
          "更新檔的簽章不正確，已經刪除"},
-        {"an empty file", [&] { unbounded(), server.put(path, ""); },
-         "更新檔的簽章不正確，已經刪除"},
-        {"cut off", [&] { server.answer(path, "Content-Length: 100000", content.substr(1)); }, ""},
-        {"cut off without a length",
-         [&] { unbounded(), server.answer(path, "X: y", content.substr(1)); },
-         "更新檔的簽章不正確，已經刪除"},
-        {"shorter than the feed says",
-         [&] { offer([](Offer& changed) { changed.length = 100'001; }); }, "更新檔不完整"},
-        {"longer than the feed says",
-         [&] {
-             offer([](Offer& changed) { changed.length = 99'999; });
-             server.answer(path, "X: y", content);
-         },
+        {"shorter than was said", 100'001, good, "更新檔不完整"},
+        {"longer than was said", 99'999, FeedServer::reply("X: y", content),
          "更新伺服器傳來的資料太大"},
-        {"too large by the feed",
-         [&] { offer([](Offer& changed) { changed.length = (16U << 20) + 1; }); }, "更新檔太大"},
-        {"too large by the server",
-         [&] { unbounded(), server.answer(path, "Content-Length: 16777217", "x"); },
+        {"too large by the feed", limit + 1, good, "更新檔太大"},
+        {"too large by the server", unsaid, FeedServer::reply("Content-Length: 16777217", "x"),
          "更新伺服器傳來的資料太大"},
-        {"too large without saying so",
-         [&] {
-             unbounded();
-             server.answer(path, "X: y", std::string((16U << 20) + 1, 'p'));
-         },
-         "更新伺服器傳來的資料太大"},
-        {"nothing there", [&] { server.answer(path, "X: y", content, "404 Gone"); },
-         "更新伺服器回應了 HTTP 404"},
-        {"redirected to plain HTTP", [&] { server.redirect(path, "http://192.0.2.1/x"); },
+        {"too large", unsaid, FeedServer::reply("X: y", tooMuch), "更新伺服器傳來的資料太大"},
+        {"moved to plain HTTP", unsaid, FeedServer::redirect("http://192.0.2.1/x"),
          "更新伺服器要轉往不安全的位址"},
-        {"no folder", [&] { downloads = directory.put("file", ""); }, "無法儲存更新檔："},
+        {"no folder", unsaid, good, "無法儲存更新檔："},
     };
     const std::filesystem::path folder = downloads;
     start();
-    for (const auto& [name, prepare, says] : cases) {
+    for (const auto& [name, length, reply, says] : cases) {
         SCOPED_TRACE(name);
-        downloads = folder;
-        publish(content);
-        prepare();
+        Offer offer = offerOf(content);
+        offer.length = length;
+        serve(offer);
+        server.replies[filePath] = reply;
+        downloads = name == std::string_view("no folder") ? directory.put("file", "") : folder;
         ASSERT_TRUE(findByHand());
         window.clicks.download();
         ASSERT_TRUE(eventuallyShows(Phase::failed));
@@ -285,7 +241,7 @@ TEST_F(UpdateSession, ASilentServerIsNotWaitedForForEver) {
 
     // A drop at a time, but not for more than a minute.
     server.keepsOpen = true;
-    server.answer("/drops", "Content-Length: 100", "<");
+    server.replies["/drops"] = FeedServer::reply("Content-Length: 100", "<");
     variable = server.url("/drops");
     updater->checkForUpdates();
     ASSERT_TRUE(eventually([&] { return server.requests.size() == 2; }));
@@ -294,7 +250,7 @@ TEST_F(UpdateSession, ASilentServerIsNotWaitedForForEver) {
 
     variable.reset();
     publish("the package");
-    server.answer("/files/tamsell_1.2.deb", "Content-Length: 11", "the ");
+    server.replies[filePath] = FeedServer::reply("Content-Length: 11", "the ");
     ASSERT_TRUE(findByHand());
     window.clicks.download();
     ASSERT_TRUE(eventually([&] { return window.states.back().received == 4; }));
@@ -314,8 +270,7 @@ TEST_F(UpdateSession, CanBeCancelledAtEveryPoint) {
     const std::string content(std::size_t{8} << 20, 'p');
     publish(content);
     server.keepsOpen = true;
-    server.answer("/files/tamsell_1.2.deb", "Content-Length: " + std::to_string(content.size()),
-                  "the beginning");
+    server.replies[filePath] = FeedServer::reply("Content-Length: 8388608", "the beginning");
     ASSERT_TRUE(findByHand());
     window.clicks.download();
     ASSERT_TRUE(eventually([&] { return window.states.back().received == 13; }));
@@ -369,8 +324,8 @@ TEST_F(UpdateSession, BelievesOnlyServersThatTheSystemTrusts) {
     Certificates certificates;
     const TLSIdentity identity = certificates.issue("IP:127.0.0.1");
     FeedServer secure(&identity);
-    secure.put("/feed.xml", feedOf(offerOf("x")));
-    secure.redirect("/moved.xml", server.url("/feed.xml"));
+    secure.replies["/feed.xml"] = FeedServer::whole(feedOf(offerOf("x")));
+    secure.replies["/moved.xml"] = FeedServer::redirect(server.url("/feed.xml"));
     publish("x");
     variable = secure.url("/feed.xml");
     start();
@@ -410,8 +365,8 @@ TEST_F(UpdateSession, TakesWhatTheReleaseScriptMakes) {
     const std::string said = script({"new-key", pem});
     script({"item", file, "--key", pem, "--version", "42", "--display", "1.2", "--url",
             "files/tamsell_2.deb", "--feed", feed});
-    server.put("/feed.xml", contentOf(feed));
-    server.put("/files/tamsell_2.deb", content);
+    server.replies["/feed.xml"] = FeedServer::whole(contentOf(feed));
+    server.replies["/files/tamsell_2.deb"] = FeedServer::whole(content);
 
     QtScheduler real;
     timers = &real;
