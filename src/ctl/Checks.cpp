@@ -14,7 +14,17 @@ Findings diagnose(const Context& context, const DaemonReport& report) {
     add(checkConfig(context.locations));
     add(checkDaemon(report));
     add(checkHooks(context));
+    add(checkHookTimeouts(context));
+    add(checkAgentSettings(context));
     add(checkSurroundings(report));
+    // What was found here is more exact than what the daemon met with.
+    for (Finding& trouble : checkTroubles(report)) {
+        const bool isSaid = std::ranges::any_of(all, [&](const Finding& finding) {
+            return finding.level == trouble.level && finding.subject == trouble.subject;
+        });
+        if (!isSaid)
+            all.push_back(std::move(trouble));
+    }
     add(checkService(UserService(context.environment, context.locations).state(), report));
     return all;
 }

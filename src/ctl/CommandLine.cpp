@@ -57,6 +57,8 @@ void takeOption(const Command& command, std::span<char* const>& rest, Call& call
         call.arguments.ask = true;
     else if (option == "--restore")
         call.arguments.restore = true;
+    else if (option == "--fix")
+        call.arguments.fix = true;
     else if (option == "--yes")
         call.arguments.yes = true;
     else if (option == "--message" && !rest.empty()) {
@@ -122,6 +124,8 @@ Call parse(std::span<char* const> arguments) {
     if (!std::ranges::all_of(call.arguments.words, isText) ||
         !isText(call.arguments.message.value_or("")))
         refuse(call.command, localized("參數不是有效的 UTF-8"));
+    if (!call.helpOnly && call.arguments.fix && call.arguments.restore)
+        refuse(call.command, localized("--fix 與 --restore 不能一起用"));
     const std::size_t count = call.arguments.words.size();
     if (!call.helpOnly && count < call.command->fewest)
         refuse(call.command, localized("缺少參數"));

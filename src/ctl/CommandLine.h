@@ -17,6 +17,7 @@ struct Arguments {
     bool json = false;
     bool ask = false;
     bool restore = false;
+    bool fix = false;
     bool yes = false;
     std::optional<std::string> message;
 };

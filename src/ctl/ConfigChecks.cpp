@@ -1,5 +1,9 @@
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 
 #include <pwd.h>
@@ -22,17 +26,6 @@ namespace {
 
 using Level = Finding::Level;
 
-// For a shell, as a person would write it.
-std::string inShell(const fs::path& path) {
-    std::string quoted = "'";
-    for (const char c : path.string()) {
-        if (c == '\'')
-            quoted += "'\\'";
-        quoted += c;
-    }
-    return text::visible(quoted + "'");
-}
-
 std::string userName(uid_t user) {
     const passwd* entry = ::getpwuid(user);
     return entry && entry->pw_name ? text::visible(entry->pw_name) : std::to_string(user);
@@ -40,7 +33,7 @@ std::string userName(uid_t user) {
 
 // Everything that speaks for the user must be the user's own: files by which programs are run.
 std::optional<Finding> foreignAccess(const std::string& subject, const fs::path& path,
-                                     const struct stat& status, mode_t forbidden) {
+                                     const struct stat& status, mode_t forbidden, Mend mend) {
     // The superuser looks after other users' homes.
     if (status.st_uid != ::getuid() && ::getuid() != 0)
         return Finding{Level::problem, subject,
@@ -51,8 +44,46 @@ std::optional<Finding> foreignAccess(const std::string& subject, const fs::path&
                        localized((status.st_mode & forbidden & 0022) != 0 ? "其他使用者可以改 %@"
                                                                           : "其他使用者可以讀 %@",
                                  {shown(path)}),
-                       "chmod go-rwx " + inShell(path)};
+                       "chmod go-rwx " + inShell(path),
+                       status.st_uid == ::getuid() ? mend : Mend::none};
     return std::nullopt;
+}
+
+// Beyond this the file of events is worth a word: nothing ever shortens it.
+constexpr std::uintmax_t largeLog = std::uintmax_t{1} << 30;
+
+Findings checkLogs(const Locations& locations) {
+    const std::string subject = localized("事件紀錄");
+    const fs::path& directory = locations.logsDirectory;
+    const fs::path& log = locations.eventsLog;
+    struct stat status {};
+    Findings findings;
+    if (::stat(directory.c_str(), &status) == 0) {
+        const bool isDirectory = S_ISDIR(status.st_mode);
+        if (!isDirectory || ::access(directory.c_str(), W_OK | X_OK) != 0)
+            return {{Level::problem, subject,
+                     localized("%@ 無法寫入，事件沒有留下紀錄", {shown(directory)}),
+                     localized("把它移開，再重新啟動 Tamsell"),
+                     isDirectory && status.st_uid == ::getuid() ? Mend::logsMode : Mend::none}};
+        if (auto stranger =
+                foreignAccess(localized("紀錄資料夾"), directory, status, 0077, Mend::logsMode))
+            findings.push_back(std::move(*stranger));
+    }
+    if (::stat(log.c_str(), &status) != 0)
+        return findings;
+    if (!S_ISREG(status.st_mode)) {
+        findings.push_back({Level::problem, subject,
+                            localized("%@ 不是檔案，事件沒有留下紀錄", {shown(log)}),
+                            localized("把它移開")});
+    } else if (static_cast<std::uintmax_t>(status.st_size) > largeLog) {
+        std::array<char, 32> size{};
+        std::snprintf(size.data(), size.size(), "%.1f GiB",
+                      static_cast<double>(status.st_size) / static_cast<double>(largeLog));
+        findings.push_back({Level::notice, subject,
+                            localized("%@ 已經有 %@", {shown(log), size.data()}),
+                            localized("移走或刪除它，Tamsell 會接著寫新的一份")});
+    }
+    return findings;
 }
 
 // A setting whose value counts as its default.
@@ -97,9 +128,11 @@ Findings checkMembers(const JSONObject& members) {
     return findings;
 }
 
-// @param repair what to do when it is damaged
-Finding stateFinding(const ConfigFile& file, const fs::path& path, const std::string& repair) {
+Finding stateFinding(const ConfigFile& file, const fs::path& path, bool hasLastGood) {
     const std::string subject = localized("設定檔");
+    const std::string repair = hasLastGood
+                                   ? "tamsellctl doctor --restore"
+                                   : localized("修正它，或刪掉它（Tamsell 會用預設值重建）");
     switch (file.state) {
     case ConfigFile::State::absent:
         return {Level::notice, subject, localized("還沒有 %@", {shown(path)}),
@@ -107,12 +140,14 @@ Finding stateFinding(const ConfigFile& file, const fs::path& path, const std::st
     case ConfigFile::State::unreadable:
         return {Level::problem, subject,
                 localized("讀不到 %@：%@", {shown(path), file.error.message()}),
-                "ls -l " + inShell(path)};
+                "ls -l " + inShell(path),
+                file.error == std::errc::permission_denied ? Mend::configMode : Mend::none};
     case ConfigFile::State::damaged:
         if (file.error)
             return {Level::problem, subject,
                     localized("%@ 不是設定檔：%@", {shown(path), file.error.message()}), repair};
-        return {Level::problem, subject, localized("%@ 不是 JSON 物件", {shown(path)}), repair};
+        return {Level::problem, subject, localized("%@ 不是 JSON 物件", {shown(path)}), repair,
+                hasLastGood ? Mend::restoreConfig : Mend::none};
     case ConfigFile::State::object:
         break;
     }
@@ -131,22 +166,10 @@ Findings checkDataDirectory(const Locations& locations) {
     if (!S_ISDIR(status.st_mode))
         return {{Level::problem, subject, localized("%@ 不是資料夾", {shown(path)}),
                  localized("把它移開，再啟動 Tamsell")}};
-    if (auto stranger = foreignAccess(subject, path, status, 0022))
-        return {std::move(*stranger)};
-
-    Findings findings{{Level::good, subject, shown(path), ""}};
-    struct stat log {};
-    if (::stat(locations.eventsLog.c_str(), &log) == 0 && !S_ISREG(log.st_mode))
-        findings.push_back(
-            {Level::problem, localized("事件紀錄"),
-             localized("%@ 不是檔案，事件沒有留下紀錄", {shown(locations.eventsLog)}),
-             localized("把它移開")});
-    else if (::stat(locations.logsDirectory.c_str(), &log) == 0 &&
-             (!S_ISDIR(log.st_mode) || ::access(locations.logsDirectory.c_str(), W_OK | X_OK) != 0))
-        findings.push_back(
-            {Level::problem, localized("事件紀錄"),
-             localized("%@ 無法寫入，事件沒有留下紀錄", {shown(locations.logsDirectory)}),
-             localized("把它移開，再重新啟動 Tamsell")});
+    auto stranger = foreignAccess(subject, path, status, 0022, Mend::dataDirectoryMode);
+    Findings findings{stranger ? std::move(*stranger)
+                               : Finding{Level::good, subject, shown(path), ""}};
+    std::ranges::move(checkLogs(locations), std::back_inserter(findings));
     return findings;
 }
 
@@ -158,14 +181,12 @@ Findings checkConfig(const Locations& locations) {
     };
     const bool hasLastGood = beside(".last-good");
     const ConfigFile file = ConfigFile::read(path);
-    const std::string repair = hasLastGood
-                                   ? "tamsellctl doctor --restore"
-                                   : localized("修正它，或刪掉它（Tamsell 會用預設值重建）");
-    Findings findings{stateFinding(file, path, repair)};
+    Findings findings{stateFinding(file, path, hasLastGood)};
     struct stat status {};
     if (file.state == ConfigFile::State::object) {
         if (::stat(path.c_str(), &status) == 0) {
-            if (auto stranger = foreignAccess(localized("設定檔"), path, status, 0077))
+            if (auto stranger =
+                    foreignAccess(localized("設定檔"), path, status, 0077, Mend::configMode))
                 findings = {std::move(*stranger)};
         }
         for (Finding& finding : checkMembers(file.members))

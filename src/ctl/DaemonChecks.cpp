@@ -12,6 +12,11 @@ namespace {
 using Level = Finding::Level;
 using Reason = Unreachable::Reason;
 
+constexpr int unauthorized = 401;
+constexpr int forbidden = 403;
+constexpr int tooManyRequests = 429;
+constexpr int serverErrors = 500;
+
 std::string remedyFor(Reason reason) {
     switch (reason) {
     case Reason::notRunning:
@@ -27,6 +32,19 @@ std::string remedyFor(Reason reason) {
         return localized("確認 TAMSELL_HOME 與執行中的 Tamsell 相同，再重新啟動它");
     }
     return {};
+}
+
+// The relay is there, and answers the daemon with this.
+Finding refusalFinding(const std::string& subject, double status) {
+    const std::string found = localized("中繼拒絕這台電腦（HTTP %lld），手機收不到問題", {status});
+    if (status >= serverErrors || status == tooManyRequests)
+        return {Level::problem, subject, found,
+                localized("Tamsell 會自己重試；一直這樣就請中繼的管理者處理")};
+    if (status == unauthorized || status == forbidden)
+        return {Level::problem, subject, found,
+                localized("請中繼的管理者確認，或用 tamsellctl relay set URL 換上新的金鑰")};
+    return {Level::problem, subject, found,
+            localized("檢查中繼網址，用 tamsellctl relay set URL 改正")};
 }
 
 } // namespace
@@ -52,6 +70,13 @@ Findings checkDaemon(const DaemonReport& report) {
         {Level::good, subject, localized("執行中（PID %@，%@）", {process, report.address}), ""}};
 }
 
+std::optional<double> relayRefusal(const DaemonReport& report) {
+    if (json::isTrue(json::member(report.snapshot, "relay"), "connected"))
+        return std::nullopt;
+    const JSONValue& refusal = json::member(report.troubles, "relayRefusal");
+    return json::member(refusal, "status").number();
+}
+
 Findings checkSurroundings(const DaemonReport& report) {
     if (report.obstacle)
         return {};
@@ -73,6 +98,8 @@ Findings checkSurroundings(const DaemonReport& report) {
     if (!json::isTrue(relay, "configured"))
         findings.push_back(
             {Level::notice, subject, localized("還沒設定，問題只能在這台電腦上回答"), ""});
+    else if (const auto refusal = relayRefusal(report))
+        findings.push_back(refusalFinding(subject, *refusal));
     else if (!json::isTrue(relay, "connected"))
         findings.push_back({Level::problem, subject, localized("連不上中繼，手機收不到問題"),
                             localized("檢查網路；Tamsell 會自己重試")});

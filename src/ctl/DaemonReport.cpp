@@ -25,12 +25,13 @@ JSONValue ownNotes(const Locations& locations) {
     return text ? JSONValue::parse(*text).value_or(JSONValue()) : JSONValue();
 }
 
-std::optional<std::string> idleSource(const Locations& locations, std::optional<pid_t> process) {
+void addNotes(DaemonReport& report, const Locations& locations) {
     const JSONValue notes = ownNotes(locations);
-    const std::string* source = json::textOf(notes, "idleSource");
-    if (!source || processIn(notes) != process)
-        return std::nullopt;
-    return *source;
+    if (processIn(notes) != report.process)
+        return;
+    if (const std::string* source = json::textOf(notes, "idleSource"))
+        report.idleSource = *source;
+    report.troubles = json::member(notes, "troubles");
 }
 
 // Where the daemon of these settings was listening, and answers still.
@@ -60,7 +61,7 @@ DaemonReport askDaemon(const Context& context) {
         report.isOutdated = report.process && runsReplacedFile(*report.process);
         report.snapshot = daemon.get("/state");
         // Composing the snapshot has read it.
-        report.idleSource = idleSource(context.locations, report.process);
+        addNotes(report, context.locations);
     } catch (const Unreachable& error) {
         report.obstacle = error.reason();
         report.trouble = error.message();

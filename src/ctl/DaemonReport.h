@@ -25,6 +25,9 @@ struct DaemonReport {
     JSONValue snapshot; ///< null when it cannot be asked
     /// What idle time was last read from, "" where nothing answered; nothing when it is not known.
     std::optional<std::string> idleSource;
+    /// What it has noticed: an object from the kind of trouble to {"since": milliseconds since
+    /// 1970, and details}. Null or empty when there is nothing, or it is not known.
+    JSONValue troubles;
 };
 
 /// Asks it. Never fails.

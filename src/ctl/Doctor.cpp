@@ -1,35 +1,23 @@
-// The command that looks at everything, and puts lost settings back.
+// The command that looks at everything, mends what is safe to mend, and puts lost settings back.
 
 #include <algorithm>
 #include <iterator>
 
-#include "core/ConfigFile.h"
 #include "core/Localized.h"
 #include "ctl/Checks.h"
 #include "ctl/Commands.h"
-#include "ctl/ConfigEdit.h"
+#include "ctl/Mending.h"
 #include "ctl/Output.h"
-#include "ctl/Presence.h"
-#include "ctl/Shown.h"
+#include "ctl/Restoring.h"
 
 namespace ctl {
 
 namespace {
 
+using Level = Finding::Level;
+
 int restore(const Context& context) {
-    const std::filesystem::path kept = context.locations.configFile.string() + ".last-good";
-    const ConfigFile good = ConfigFile::read(kept);
-    if (good.state != ConfigFile::State::object)
-        throw DaemonError(localized("沒有可以還原的設定：%@", {shown(kept)}));
-    const Config restored = Config::over(good.members);
-    const auto outcome = editConfig(
-        context, [&](JSONObject& members) { members = good.members; },
-        [&](const JSONValue& snapshot) {
-            const auto presence = Presence::in(snapshot);
-            return presence && presence->mode == restored.mode();
-        });
-    // It is config.json now.
-    std::filesystem::remove(kept);
+    const EditOutcome outcome = restoreLastGood(context);
     output::write((outcome == EditOutcome::shown
                        ? localized("已還原先前的設定，執行中的 Tamsell 也採用了")
                        : localized("已還原先前的設定，Tamsell 下次啟動時採用")) +
@@ -37,21 +25,77 @@ int restore(const Context& context) {
     return 0;
 }
 
+void addWhatTakesTime(Findings& findings, const Context& context, const DaemonReport& report) {
+    // Codex last: Qt's loop takes up the user's locale, in which the date of a relay's reply would
+    // be read.
+    for (Findings more : {checkHookRun(context), checkAgentProcesses(context, runningAgents()),
+                          checkRelayPath(context, report), checkCodexTrust(context)})
+        std::ranges::move(more, std::back_inserter(findings));
+}
+
+JSONValue jsonOf(const std::vector<Mended>& mended, const Findings& findings) {
+    JSONArray fixed;
+    JSONArray notFixed;
+    for (const Mended& one : mended) {
+        if (one.obstacle)
+            notFixed.push_back(JSONObject{{"text", one.what}, {"reason", *one.obstacle}});
+        else
+            fixed.push_back(one.what);
+    }
+    return JSONObject{
+        {"fixed", fixed}, {"notFixed", notFixed}, {"findings", ctl::jsonOf(findings)}};
+}
+
+// What was done, and what is left for the person.
+void print(const std::vector<Mended>& mended, Findings findings) {
+    for (const Mended& one : mended)
+        output::write((one.obstacle ? localized("沒有修正：%@（%@）", {one.what, *one.obstacle})
+                                    : localized("已修正：%@", {one.what})) +
+                      "\n");
+    std::erase_if(findings, [](const Finding& finding) { return finding.level == Level::good; });
+    for (Finding& finding : findings) {
+        if (!finding.remedy.empty())
+            finding.remedy = localized("要由你來做：%@", {finding.remedy});
+    }
+    output::write(findings.empty() ? localized("沒有問題") + "\n" : linesOf(findings));
+}
+
+std::string countText(const Findings& findings, bool isMended) {
+    const auto isProblem = [](const Finding& finding) { return finding.level == Level::problem; };
+    const auto isMendable = [&](const Finding& finding) {
+        return isProblem(finding) && finding.mend != Mend::none;
+    };
+    const auto problems = static_cast<double>(std::ranges::count_if(findings, isProblem));
+    const auto mendable = static_cast<double>(std::ranges::count_if(findings, isMendable));
+    return isMended || mendable == 0
+               ? localized("有 %lld 個問題", {problems})
+               : localized("有 %lld 個問題，tamsellctl doctor --fix 可以修正其中 %lld 個",
+                           {problems, mendable});
+}
+
 } // namespace
 
 int doctor(const Context& context, const Arguments& arguments) {
     if (arguments.restore)
         return restore(context);
-    const DaemonReport report = askDaemon(context);
+    DaemonReport report = askDaemon(context);
     Findings findings = diagnose(context, report);
-    std::ranges::move(checkRelayPath(context, report), std::back_inserter(findings));
-    const auto problems = std::ranges::count(findings, Finding::Level::problem, &Finding::level);
+    std::vector<Mended> mended;
+    if (arguments.fix)
+        mended = mendAll(context, findings);
+    if (!mended.empty()) {
+        report = askDaemon(context);
+        findings = diagnose(context, report);
+    }
+    addWhatTakesTime(findings, context, report);
     if (arguments.json)
-        output::writeJSON(jsonOf(findings));
+        output::writeJSON(arguments.fix ? jsonOf(mended, findings) : ctl::jsonOf(findings));
+    else if (arguments.fix)
+        print(mended, findings);
     else
         output::write(linesOf(findings));
-    if (problems > 0)
-        throw DaemonError(localized("有 %lld 個問題", {static_cast<double>(problems)}));
+    if (std::ranges::find(findings, Level::problem, &Finding::level) != findings.end())
+        throw DaemonError(countText(findings, arguments.fix));
     return 0;
 }
 

@@ -7,6 +7,19 @@
 
 namespace ctl {
 
+/// What may be done about a finding without asking, in the order in which it is done.
+enum class Mend {
+    none,              ///< nothing, or only the person can do it
+    restoreConfig,     ///< config.json is written from config.json.last-good
+    configMode,        ///< config.json is for nobody but the user
+    dataDirectoryMode, ///< nobody but the user gets into the data directory
+    logsMode,          ///< nor into what is kept in logs/
+    hookProgram,       ///< the hook program is installed anew
+    hooks,             ///< so are the entries in the agents' files
+    hooksAnew,         ///< the same, once those of other and older installations are out
+    service            ///< the user service is installed anew
+};
+
 /// One thing that was looked at.
 struct Finding {
     enum class Level {
@@ -19,6 +32,7 @@ struct Finding {
     std::string subject; ///< "設定檔"
     std::string text;    ///< what was found, made visible
     std::string remedy;  ///< what to do; empty when there is nothing to do
+    Mend mend = Mend::none;
 
     bool operator==(const Finding&) const = default;
 };

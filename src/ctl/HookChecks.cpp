@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include "core/Localized.h"
 #include "core/Text.h"
 #include "ctl/Checks.h"
@@ -54,48 +52,20 @@ Finding checkAgent(const std::string& agent, const fs::path& path, const std::st
             other && count == static_cast<int>(events.size()))
             return {Level::problem, agent,
                     localized("還有別的 Tamsell hook：%@", {text::visible(*other)}),
-                    localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)})};
+                    localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)}),
+                    Mend::hooksAnew};
         if (count == static_cast<int>(events.size()))
             return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
         if (count == 0)
             return {Level::problem, agent, localized("沒有裝 hooks（%@）", {shown(path)}),
-                    std::string(install)};
+                    std::string(install), Mend::hooks};
         return {Level::problem, agent,
                 localized("hooks %@，少了 %@", {share, missingEvents(file, command, events)}),
-                std::string(install)};
+                std::string(install), Mend::hooks};
     } catch (const std::exception& error) {
         return {Level::problem, agent, text::visible(error.what()),
                 localized("修正該檔後執行 %@", {std::string(install)})};
     }
-}
-
-bool isExecutable(const fs::path& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           (status.st_mode & S_IXUSR) != 0;
-}
-
-Finding checkProgram(const Context& context, const Hooks::Status& status) {
-    const std::string subject = localized("hook 程式");
-    const fs::path& path = context.locations.hookExecutable;
-    std::error_code error;
-    if (!context.bundle.auxiliaryExecutable("tamsell-hook"))
-        return {Level::problem, subject, localized("安裝的 Tamsell 裡缺少 tamsell-hook"),
-                localized("重新安裝 Tamsell")};
-    if (!fs::exists(path, error))
-        return {Level::problem, subject, localized("還沒有 %@", {shown(path)}),
-                std::string(install)};
-    if (!isExecutable(path))
-        return {Level::problem, subject, localized("%@ 不能執行", {shown(path)}),
-                std::string(install)};
-    // The agents hand the quoted path to a shell, in which these still mean something.
-    if (path.string().find_first_of("\"$`\\\n") != std::string::npos)
-        return {Level::problem, subject, localized("shell 會誤解 %@ 裡的符號", {shown(path)}),
-                localized("把 TAMSELL_HOME 換成沒有這些符號的路徑")};
-    if (!status.scriptCurrent)
-        return {Level::problem, subject, localized("%@ 不是最新的", {shown(path)}),
-                std::string(install)};
-    return {Level::good, subject, shown(path), ""};
 }
 
 } // namespace
@@ -103,7 +73,7 @@ Finding checkProgram(const Context& context, const Hooks::Status& status) {
 Findings checkHooks(const Context& context) {
     const Hooks& hooks = context.hooks;
     const Hooks::Status status = hooks.status();
-    Findings findings{checkProgram(context, status)};
+    Findings findings{checkHookProgram(context, status.scriptCurrent)};
     if (status.claude == 0 && !status.error && !hooks.claudeInstalled())
         findings.push_back({Level::notice, "Claude Code", localized("這台電腦上沒有找到"), ""});
     else
@@ -119,7 +89,8 @@ Findings checkHooks(const Context& context) {
         // Entries that are complete are left alone by an installation.
         findings.push_back(
             {Level::problem, localized("舊版"), localized("agent 的設定裡還有舊版的 hooks"),
-             localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)})});
+             localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)}),
+             Mend::hooksAnew});
     return findings;
 }
 

@@ -66,7 +66,8 @@ Findings checkRelayPath(const Context& context, const DaemonReport& report) {
             findings.push_back({isConnected ? Level::notice : Level::problem, subject,
                                 found + localized("，但它出了問題"),
                                 localized("稍後再試，或請中繼的管理者處理")});
-        else if (!report.obstacle && json::isTrue(relay, "configured") && !isConnected)
+        else if (!report.obstacle && json::isTrue(relay, "configured") && !isConnected &&
+                 !relayRefusal(report))
             findings.push_back({Level::notice, subject, found + localized("，但 Tamsell 還沒連上"),
                                 localized("等 30 秒再檢查一次；還是一樣就檢查中繼網址，或用 "
                                           "tamsellctl relay set URL 重新設定")});

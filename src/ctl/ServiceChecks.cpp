@@ -13,12 +13,18 @@ Findings checkService(const UserService::State& state, const DaemonReport& repor
     const std::string subject = localized("服務");
     const std::string install = "tamsellctl service install";
     if (!state.isInstalled)
-        return {{Level::notice, subject, localized("沒有安裝，登入後要自己啟動 Tamsell"),
-                 state.trouble ? localized("這裡不能用：%@", {*state.trouble}) : install}};
+        return {{Level::notice, subject,
+                 localized("沒有安裝，登入後要自己啟動 Tamsell") +
+                     (state.trouble ? localized("（這裡不能用：%@）", {*state.trouble}) : ""),
+                 state.trouble ? "" : install}};
     std::error_code error;
-    if (!state.program.empty() && !std::filesystem::exists(state.program, error))
+    if (!state.program.empty() && !std::filesystem::exists(state.program, error)) {
+        // Installing it stops what runs in its place.
+        const bool isFree = !state.isActive && report.obstacle == Unreachable::Reason::notRunning;
         return {{Level::problem, subject,
-                 localized("要啟動的 %@ 不在了", {text::visible(state.program)}), install}};
+                 localized("要啟動的 %@ 不在了", {text::visible(state.program)}), install,
+                 isFree ? Mend::service : Mend::none}};
+    }
     if (state.trouble)
         return {{Level::problem, subject, localized("systemd 沒有回應：%@", {*state.trouble}),
                  localized("登入一個完整的工作階段再試（例如 ssh 或 machinectl shell）")}};

@@ -12,4 +12,15 @@ namespace ctl {
     return text::visible(path.string());
 }
 
+/// A path for a shell, as a person would write it.
+[[nodiscard]] inline std::string inShell(const std::filesystem::path& path) {
+    std::string quoted = "'";
+    for (const char c : path.string()) {
+        if (c == '\'')
+            quoted += "'\\'";
+        quoted += c;
+    }
+    return text::visible(quoted + "'");
+}
+
 } // namespace ctl

@@ -16,14 +16,19 @@ struct CtlRun {
 };
 
 /// Runs it for the user of this data directory, whose agents' files lie in it as well, with a
-/// configuration directory in it, too.
+/// configuration directory in it, too, and a Codex that says nothing.
 /// @param variables more of its environment: NAME=VALUE
 inline CtlRun runCtl(const std::filesystem::path& home, std::vector<std::string> words,
                      const std::string& input = "", std::vector<std::string> variables = {}) {
     const std::string base = home.string();
-    std::vector<std::string> arguments{
-        "env", "TAMSELL_HOME=" + base, "TAMSELL_CLAUDE_SETTINGS=" + base + "/claude/settings.json",
-        "CODEX_HOME=" + base + "/codex", "XDG_CONFIG_HOME=" + base + "/config"};
+    std::vector<std::string> arguments{"env",
+                                       "-u",
+                                       "CLAUDE_CONFIG_DIR",
+                                       "TAMSELL_HOME=" + base,
+                                       "TAMSELL_CLAUDE_SETTINGS=" + base + "/claude/settings.json",
+                                       "CODEX_HOME=" + base + "/codex",
+                                       "XDG_CONFIG_HOME=" + base + "/config",
+                                       "TAMSELL_CODEX_BIN=/bin/false"};
     arguments.insert(arguments.end(), variables.begin(), variables.end());
     arguments.emplace_back(TAMSELL_BIN "/tamsellctl");
     arguments.insert(arguments.end(), words.begin(), words.end());
