@@ -61,32 +61,33 @@ class Program final : public QProcess {
             if (limit)
                 limit->restore();
         });
+        // Before its signal actions are set, a signal would run ours in it.
+        sigset_t all;
+        sigset_t before;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_SETMASK, &all, &before);
         start();
+        ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
         m_id = static_cast<pid_t>(processId());
         if (m_id > 0)
             ::setpgid(m_id, m_id); // Whoever comes first of the two.
+        connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+                [this] { endNow(); });
         return output;
     }
 
     // Ends it, and deletes this once it has ended. QProcess's own destructor would wait.
     void letGo() {
         if (hasEnded()) {
-            deleteLater();
+            delete this;
             return;
         }
-        // Between fork and exec it would run our own handler of SIGTERM.
-        signalGroup(state() == Starting ? SIGKILL : SIGTERM);
+        signalGroup(SIGTERM);
         connect(this, &QProcess::stateChanged, this, [this] {
             if (hasEnded())
                 deleteLater();
         });
         QTimer::singleShot(grace, Qt::PreciseTimer, this, [this] { kill(); });
-        connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, [this] {
-            // No loop is left that could do it.
-            waitForFinished(static_cast<int>(grace.count()));
-            kill();
-            waitForFinished(static_cast<int>(killTime.count()));
-        });
     }
 
   private:
@@ -95,6 +96,15 @@ class Program final : public QProcess {
         m_isKilled = true;
         if (hasEnded())
             deleteLater();
+    }
+
+    // When no loop is left that could do it.
+    void endNow() {
+        signalGroup(SIGTERM);
+        waitForFinished(static_cast<int>(grace.count()));
+        signalGroup(SIGKILL);
+        waitForFinished(static_cast<int>(killTime.count()));
+        m_isKilled = true;
     }
 
     // With all that it has started. Nobody else gets its number while one of them is there.

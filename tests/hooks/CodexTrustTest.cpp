@@ -172,6 +172,21 @@ TEST_F(CodexTrustTest, WhatIgnoresTheRequestToEndIsKilledWithItsChildren) {
     EXPECT_TRUE(m_wasRunning) << "the result does not wait for the end";
     EXPECT_GE(Clock::now() - m_begin - m_time, 1900ms);
 
+    // The application ends before the answer.
+    auto silent = check(codex("signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
+                              "note('deaf', ''); wait()"));
+    QTimer started;
+    QObject::connect(&started, &QTimer::timeout, [this] {
+        if (fs::exists(m_at / "deaf"))
+            QCoreApplication::quit();
+    });
+    started.start(1);
+    QCoreApplication::exec();
+    EXPECT_FALSE(isRunning());
+    EXPECT_EQ(m_count, 0);
+    silent.reset();
+    started.stop();
+
     // The program that was started ends, but not what it has started.
     EXPECT_EQ(ask(codex("if os.fork() == 0:\n"
                         "    signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
