@@ -60,6 +60,12 @@ class FeedServer {
         return reply("Content-Length: 0\r\nLocation: " + target, "", "302 Found");
     }
 
+    /// One more byte for everybody whose answer has not ended.
+    void drip() {
+        for (QTcpSocket* socket : m_server->findChildren<QTcpSocket*>())
+            socket->write("<");
+    }
+
     std::map<std::string, std::string> replies; ///< raw, by path
     bool keepsOpen = false;                     ///< does not close behind an answer
     std::vector<std::string> requests;          ///< heads
