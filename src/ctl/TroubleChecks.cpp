@@ -43,14 +43,14 @@ Findings checkTroubles(const DaemonReport& report) {
     const JSONValue& silence = json::member(report.troubles, "hookSilence");
     if (silence.object())
         findings.push_back({Level::problem, "hooks",
-                            localized("%@ 在執行，但 %@沒有收到任何 hook 事件",
+                            localized("%@ 在執行，但 %@以來沒有收到任何 hook 事件",
                                       {listOf(silence, "agents", agentName), sinceText(silence)}),
                             localized("重新開啟 agent；還是一樣就用 tamsellctl test 找原因")});
     const JSONValue& stuck = json::member(report.troubles, "stuckIdleSource");
     if (stuck.object())
         findings.push_back(
             {Level::problem, localized("閒置時間"),
-             localized("來源 %@ 卡住了，已經 %@不採用它",
+             localized("來源 %@ 在 %@前卡住了，所以不採用它",
                        {listOf(stuck, "sources",
                                [](const std::string& name) { return text::visible(name); }),
                         sinceText(stuck)}),
@@ -58,10 +58,10 @@ Findings checkTroubles(const DaemonReport& report) {
     const JSONValue& log = json::member(report.troubles, "eventsLog");
     if (log.object()) {
         const std::string* error = json::textOf(log, "error");
-        findings.push_back(
-            {Level::problem, localized("事件紀錄"),
-             localized("%@寫不進去：%@", {sinceText(log), error ? text::visible(*error) : "?"}),
-             localized("清出空間，或讓自己可以寫入 logs")});
+        findings.push_back({Level::problem, localized("事件紀錄"),
+                            localized("從 %@前開始寫不進去：%@",
+                                      {sinceText(log), error ? text::visible(*error) : "?"}),
+                            localized("清出空間，或讓自己可以寫入 logs")});
     }
     return findings;
 }

@@ -404,11 +404,11 @@ TEST(Doctor, TellsWhatTheDaemonHasNoticed) {
         {"yetUnknown", JSONObject{}}};
     EXPECT_EQ(
         ctl::linesOf(ctl::checkTroubles(report)),
-        "✗ hooks：Claude Code、Codex 在執行，但 3 小時沒有收到任何 hook 事件 → 重新開啟 agent；"
+        "✗ hooks：Claude Code、Codex 在執行，但 3 小時以來沒有收到任何 hook 事件 → 重新開啟 agent；"
         "還是一樣就用 tamsellctl test 找原因\n"
-        "✗ 閒置時間：來源 X11 卡住了，已經 3 小時不採用它 → 「自動」判斷錯時，離開前用 "
+        "✗ 閒置時間：來源 X11 在 3 小時前卡住了，所以不採用它 → 「自動」判斷錯時，離開前用 "
         "tamsellctl mode on\n"
-        "✗ 事件紀錄：3 小時寫不進去：No\\nspace → 清出空間，或讓自己可以寫入 logs\n");
+        "✗ 事件紀錄：從 3 小時前開始寫不進去：No\\nspace → 清出空間，或讓自己可以寫入 logs\n");
     // Instead of that there is no connection, and not once there is one.
     for (const bool isConnected : {false, true}) {
         report.snapshot =
