@@ -5,7 +5,6 @@
 
 #include "support/CodexLines.h"
 
-using testing::Optional;
 using Trust = Hooks::CodexTrust;
 
 namespace {

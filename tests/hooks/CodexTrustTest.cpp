@@ -48,7 +48,7 @@ class CodexTrustTest : public testing::Test {
         m_at.put("lines", codexLine("02_initialize.response") +
                               codexLine("05_hooks_list.response") +
                               codexLine("05b_hooks_list.response_all_trusted"));
-        const fs::path path = m_at.put("codex", text);
+        fs::path path = m_at.put("codex", text);
         fs::permissions(path, fs::perms(0755));
         for (const char* note : {"id", "heard", "arguments"})
             fs::remove(m_at / note);
