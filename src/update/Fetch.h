@@ -14,8 +14,8 @@
 /// One GET of the updater (RFC 9110), begun by the constructor and cancelled by the destructor.
 ///
 /// Only the status 200 is an answer. At most five redirects, each to where `UpdateURL::follow`
-/// allows. No cookies, no cache, no password, no proxy, no compression, no TLS error ignored. A body
-/// that comes without its length can be cut off without anybody noticing here.
+/// allows. No cookies, no cache, no password, no proxy, no compression, no TLS error ignored. A
+/// body that comes without its length can be cut off without anybody noticing here.
 class Fetch {
   public:
     struct Limits {

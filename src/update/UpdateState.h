@@ -18,8 +18,8 @@ struct UpdateState {
 
     Phase phase = Phase::checking;
     std::string currentVersion;
-    std::string version; ///< for people; empty while none is known
-    std::string notes;   ///< plain text, from the feed
+    std::string version;                ///< for people; empty while none is known
+    std::string notes;                  ///< plain text, from the feed
     std::uint64_t received = 0;         ///< bytes
     std::optional<std::uint64_t> total; ///< bytes; nothing when the server does not say
     std::string file;                   ///< where the verified file lies

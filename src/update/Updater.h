@@ -27,7 +27,8 @@
 ///                          .downloadsFolder = [&] {
 ///                              return downloadsFolder(processEnvironment, locations.home);
 ///                          },
-///                          .makeDialog = [] { return std::make_unique<UpdateWindow>(); },
+///                          .makeDialog =
+///                              [&] { return std::make_unique<UpdateWindow>(scheduler); },
 ///                          .showFile = [](const std::filesystem::path& file) { … },
 ///                          .scheduler = &scheduler})});
 ///     updater.start();
