@@ -241,6 +241,9 @@ TEST_F(CodexTrustTest, ItsProgramStartsAsIfAloneAtATerminal) {
     const CodexTrustCheck running(
         path, "/", 20s, [&](const auto&) { isOver = true; }, limit);
     EXPECT_TRUE(eventually([&] { return isOver; }));
+    // A shell clears the signal mask by itself, Python does not.
+    EXPECT_EQ(ask(codex("print('{\"id\":1}' if signal.pthread_sigmask(0, []) else answer)")),
+              sampled);
     ::sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
     std::signal(SIGXFSZ, SIG_DFL);
     ::setrlimit(RLIMIT_NOFILE, &files);
