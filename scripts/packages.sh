@@ -2,7 +2,7 @@
 
 build_packages=(
   g++ cmake ninja-build pkg-config ccache mold python3
-  qt6-base-dev qt6-websockets-dev libsimdjson-dev libutf8proc-dev libssl-dev libqrencode-dev
+  qt6-base-dev qt6-svg-dev qt6-websockets-dev libsimdjson-dev libutf8proc-dev libssl-dev libqrencode-dev
   libsystemd-dev libxcb1-dev libxcb-screensaver0-dev libwayland-dev wayland-protocols
 )
 test_packages=(

@@ -60,47 +60,65 @@ CommandBox::CommandBox(QWidget* parent) : QTextEdit(parent), m_gutter(new Gutter
             qOverload<>(&QWidget::update));
 }
 
-// What is shown of a plain stretch, and where each of its characters is from.
-void CommandBox::append(QString& shown, std::string_view text, std::size_t at) {
+// How many bytes of UTF-8 a unit of UTF-16 stands for. The second half of a pair has been counted
+// with the first.
+std::size_t CommandBox::bytesOf(QChar unit) {
+    if (unit.isLowSurrogate())
+        return 0;
+    if (unit.isHighSurrogate())
+        return 4;
+    return unit.unicode() < 0x80 ? 1 : unit.unicode() < 0x800 ? 2 : 3;
+}
+
+// A line may break behind signs, in "a/b" or "-f", say; here only spaces part words. What holds
+// them together is in a font so small that it does not move the line.
+void CommandBox::insert(QTextCursor& cursor, const Formats& formats, std::string_view text,
+                        std::size_t at) {
     const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    QString run;
     for (const QChar character : whole) {
-        shown += character;
+        run += character;
         m_sources.push_back(at);
-        const ushort unit = character.unicode();
-        // UTF-16 to the bytes of UTF-8; the second half of a pair has been counted with the first.
-        at += unit < 0x80                   ? 1U
-              : unit < 0x800                ? 2U
-              : character.isHighSurrogate() ? 4U
-              : character.isLowSurrogate()  ? 0U
-                                            : 3U;
-        if (character == QLatin1Char('-')) {
-            shown += QChar(wordJoiner);
+        at += bytesOf(character);
+        if (character.unicode() < 0x80 && (character.isPunct() || character.isSymbol())) {
+            cursor.insertText(run, formats.plain);
+            cursor.insertText(QString(QChar(wordJoiner)), formats.joiner);
             m_sources.push_back(at);
+            run.clear();
         }
     }
+    cursor.insertText(run, formats.plain);
 }
 
 void CommandBox::setCommand(std::string_view utf8) {
-    if (utf8 == m_command && !m_sources.empty())
+    if (utf8 == m_command && !m_isEmpty)
         return;
+    m_isEmpty = false;
     m_command = utf8;
+    lay();
+}
+
+// Anew when the theme changes: the document has colours in it.
+void CommandBox::lay() {
     m_sources.clear();
     m_marks.clear();
-    const std::string_view shown = text::prefix(utf8, maximumShown, maximumShown);
+    const std::string_view shown = text::prefix(m_command, maximumShown, maximumShown);
     m_leftOut = 0;
-    for (const char byte : utf8.substr(shown.size()))
+    for (const char byte : std::string_view(m_command).substr(shown.size()))
         m_leftOut += (static_cast<unsigned char>(byte) & 0xC0) != 0x80 ? 1 : 0;
 
-    const Colors& colors = theme::of(palette());
+    const Colors& colors = theme::current();
     QTextBlockFormat block;
     block.setLineHeight(lineHeight(Style::monoCaption), QTextBlockFormat::FixedHeight);
-    QTextCharFormat plain;
-    plain.setFont(theme::font(Style::monoCaption));
-    plain.setForeground(colors.text);
-    QTextCharFormat marked;
-    marked.setFont(theme::font(Style::mark));
-    marked.setForeground(colors.orange);
-    marked.setBackground(colors.orangeTint);
+    Formats formats;
+    formats.plain.setFont(theme::font(Style::monoCaption));
+    formats.plain.setForeground(colors.text);
+    formats.joiner = formats.plain;
+    QFont tiny = theme::font(Style::monoCaption);
+    tiny.setPixelSize(1);
+    formats.joiner.setFont(tiny);
+    formats.mark.setFont(theme::font(Style::mark));
+    formats.mark.setForeground(colors.orange);
 
     document()->clear();
     QTextCursor cursor(document());
@@ -109,16 +127,14 @@ void CommandBox::setCommand(std::string_view utf8) {
     std::size_t at = 0;
     for (const text::Piece& piece : text::pieces(shown)) {
         if (piece.mark.empty()) {
-            QString words;
-            append(words, piece.text, at);
-            cursor.insertText(words, plain);
+            insert(cursor, formats, piece.text, at);
         } else {
             const QString mark =
                 QChar(thinSpace) + QString::fromStdString(piece.mark) + QChar(thinSpace);
             m_sources.insert(m_sources.end(), static_cast<std::size_t>(mark.size()), at);
             m_marks.push_back(
                 {cursor.position(), cursor.position() + static_cast<int>(mark.size())});
-            cursor.insertText(mark, marked);
+            cursor.insertText(mark, formats.mark);
         }
         at += piece.text.size();
     }
@@ -152,11 +168,17 @@ void CommandBox::fit() {
     const int line = lineHeight(Style::monoCaption);
     const int around = 2 * metrics::commandPadding;
     setFixedHeight(lines <= mostLines ? lines * line + around
-                                      : mostLines * line + line / 2 + metrics::commandPadding);
+                                      : mostLines * line + line / 2 + around);
     setVerticalScrollBarPolicy(lines <= mostLines ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
     const QRect inside = viewport()->geometry();
     m_gutter->setGeometry(inside.left() - metrics::gutterWidth, inside.top(), metrics::gutterWidth,
                           inside.height());
+}
+
+void CommandBox::changeEvent(QEvent* event) {
+    QTextEdit::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange && !m_isEmpty)
+        lay();
 }
 
 void CommandBox::resizeEvent(QResizeEvent* event) {
@@ -166,7 +188,7 @@ void CommandBox::resizeEvent(QResizeEvent* event) {
 
 void CommandBox::paintNumbers(QPainter& painter, const QRect& area) {
     painter.setFont(theme::font(Style::lineNumber));
-    painter.setPen(theme::of(palette()).text3);
+    painter.setPen(theme::current().text3);
     const int scrolled = verticalScrollBar()->value();
     int number = 0;
     for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
@@ -184,24 +206,39 @@ void CommandBox::paintNumbers(QPainter& painter, const QRect& area) {
 }
 
 void CommandBox::paintEvent(QPaintEvent* event) {
-    QTextEdit::paintEvent(event);
-    QPainter painter(viewport());
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(theme::of(palette()).orangeMark);
-    for (const Mark& mark : m_marks) {
-        QTextCursor cursor(document());
-        cursor.setPosition(mark.begin);
-        const QRectF begin = cursorRect(cursor);
-        cursor.setPosition(mark.end);
-        const QRectF end = cursorRect(cursor);
-        if (begin.top() != end.top() || !begin.united(end).intersects(event->rect()))
-            continue; // A mark that is broken over two lines keeps its ground and its colour.
-        constexpr qreal radius = 3;
-        const qreal height = lineHeight(Style::mark);
-        const QRectF frame(begin.left() + 0.5, begin.center().y() - height / 2,
-                           end.left() - begin.left() - 1, height);
-        painter.drawRoundedRect(frame, radius, radius);
+    {
+        const Colors& colors = theme::current();
+        QPainter painter(viewport());
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(colors.orangeMark);
+        painter.setBrush(colors.orangeTint);
+        for (const Mark& mark : m_marks) {
+            constexpr qreal radius = 3;
+            const QRectF frame = frameOf(mark);
+            if (frame.intersects(event->rect()))
+                painter.drawRoundedRect(frame, radius, radius);
+        }
     }
+    QTextEdit::paintEvent(event);
+}
+
+// Empty for a mark that is broken over two lines, which keeps its colour.
+QRectF CommandBox::frameOf(const Mark& mark) const {
+    QTextCursor cursor(document());
+    cursor.setPosition(mark.begin);
+    const QRectF begin = cursorRect(cursor);
+    cursor.setPosition(mark.end);
+    const QRectF end = cursorRect(cursor);
+    const QTextBlock block = cursor.block();
+    const int line =
+        block.layout()->lineForTextPosition(mark.begin - block.position()).lineNumber();
+    if (line < 0 || begin.top() != end.top())
+        return {};
+    const qreal top = document()->documentLayout()->blockBoundingRect(block).top() +
+                      line * lineHeight(Style::monoCaption) - verticalScrollBar()->value();
+    const qreal height = lineHeight(Style::mark);
+    return {begin.left() + 0.5, top + (lineHeight(Style::monoCaption) - height) / 2 + 0.5,
+            end.left() - begin.left() - 1, height};
 }
 
 QMimeData* CommandBox::createMimeDataFromSelection() const {

@@ -34,6 +34,7 @@ class CommandBox final : public QTextEdit {
     void resizeEvent(QResizeEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
   private:
     class Gutter;
@@ -42,7 +43,16 @@ class CommandBox final : public QTextEdit {
         int end = 0;
     };
 
-    void append(QString& shown, std::string_view text, std::size_t at);
+    struct Formats {
+        QTextCharFormat plain;
+        QTextCharFormat joiner;
+        QTextCharFormat mark;
+    };
+
+    [[nodiscard]] static std::size_t bytesOf(QChar unit);
+    void insert(QTextCursor& cursor, const Formats& formats, std::string_view text, std::size_t at);
+    void lay();
+    [[nodiscard]] QRectF frameOf(const Mark& mark) const;
     void fit();
     void paintNumbers(QPainter& painter, const QRect& area);
     [[nodiscard]] int lineCount() const;
@@ -51,6 +61,7 @@ class CommandBox final : public QTextEdit {
     std::vector<std::size_t> m_sources; // Of each character of the document: where it is from.
     std::vector<Mark> m_marks;
     std::size_t m_leftOut = 0;
+    bool m_isEmpty = true; // Nothing has been set.
     QElapsedTimer m_lastWheel;
     Gutter* m_gutter;
 };

@@ -32,7 +32,7 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
 void FocusRing::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(theme::of(palette()).accentText, metrics::focusWidth));
+    painter.setPen(QPen(theme::current().accentText, metrics::focusWidth));
     constexpr qreal half = metrics::focusWidth / 2.0;
     constexpr int radius = metrics::controlRadius + metrics::focusWidth + metrics::focusGap;
     painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), radius, radius);

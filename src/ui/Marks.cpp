@@ -48,7 +48,7 @@ void StatusMark::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(colorOf(m_color, theme::of(palette())));
+    painter.setBrush(colorOf(m_color, theme::current()));
     painter.drawEllipse(QRectF(rect()));
 }
 
@@ -64,7 +64,7 @@ void StepBadge::set(Look look, int number) {
 }
 
 void StepBadge::paintEvent(QPaintEvent* /*event*/) {
-    const Colors& colors = theme::of(palette());
+    const Colors& colors = theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
@@ -116,7 +116,7 @@ void Spinner::hideEvent(QHideEvent* event) {
 }
 
 void Spinner::paintEvent(QPaintEvent* /*event*/) {
-    const Colors& colors = theme::of(palette());
+    const Colors& colors = theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     if (!moves()) {

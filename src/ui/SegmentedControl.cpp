@@ -20,7 +20,7 @@ class Segment final : public QPushButton {
 
   protected:
     void paintEvent(QPaintEvent* /*event*/) override {
-        const Colors& colors = theme::of(palette());
+        const Colors& colors = theme::current();
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         if (isChecked()) {
@@ -68,6 +68,6 @@ void SegmentedControl::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(theme::of(palette()).fill);
+    painter.setBrush(theme::current().fill);
     painter.drawRoundedRect(rect(), metrics::segmentTrackRadius, metrics::segmentTrackRadius);
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr QSize size(36, 20);
+constexpr QSize extent(36, 20);
 constexpr qreal inset = 2;
 constexpr int duration = 120;
 
@@ -37,7 +37,7 @@ void Switch::setShown(bool on) {
 }
 
 QSize Switch::sizeHint() const {
-    return size;
+    return extent;
 }
 
 bool Switch::hitButton(const QPoint& position) const {
@@ -45,13 +45,13 @@ bool Switch::hitButton(const QPoint& position) const {
 }
 
 void Switch::paintEvent(QPaintEvent* /*event*/) {
-    const theme::Colors& colors = theme::of(palette());
+    const theme::Colors& colors = theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     const QColor track = isChecked() ? colors.accent : colors.switchOff;
     painter.setBrush(isEnabled() ? track : theme::disabled(track));
-    const QRectF all(QPointF(0, 0), QSizeF(size));
+    const QRectF all(QPointF(0, 0), QSizeF(extent));
     painter.drawRoundedRect(all, all.height() / 2, all.height() / 2);
     const qreal side = all.height() - 2 * inset;
     const qreal left = inset + m_thumb.currentValue().toReal() * (all.width() - side - 2 * inset);

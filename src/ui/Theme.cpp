@@ -1,6 +1,9 @@
 #include "ui/Theme.h"
 
+#include <cmath>
+
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QStringList>
 
 namespace theme {
@@ -163,6 +166,16 @@ QString css(const QColor& color) {
         .arg(color.alpha());
 }
 
+// What a colour looks like on a ground. A border must not let anything through: the style draws its
+// corners twice.
+QColor flat(const QColor& color, const QColor& ground) {
+    const auto mixed = [alpha = static_cast<double>(color.alphaF())](int over, int under) {
+        return static_cast<int>(std::lround(over * alpha + under * (1 - alpha)));
+    };
+    return {mixed(color.red(), ground.red()), mixed(color.green(), ground.green()),
+            mixed(color.blue(), ground.blue())};
+}
+
 // One state of a button.
 QString rule(const QString& selector, const QColor& text, const QColor& ground,
              const QColor& border) {
@@ -209,12 +222,13 @@ QString buttons(const Colors& c) {
                   {c.text, c.control, c.controlHover, c.controlPressed, c.controlBorder}) +
            button(QStringLiteral("prominent"),
                   {c.onAccent, c.accent, c.accentHover, c.accentPressed, none}) +
-           button(QStringLiteral("tinted"), {c.accentText, c.accentTint, c.accentTintHover,
-                                             c.accentTintHover, c.accentTintBorder}) +
+           button(QStringLiteral("tinted"),
+                  {c.accentText, c.accentTint, c.accentTintHover, c.accentTintHover,
+                   flat(c.accentTintBorder, c.window)}) +
            button(QStringLiteral("destructive"),
-                  {c.red, none, c.redTint, c.redTintHover, c.redBorder}) +
+                  {c.red, none, c.redTint, c.redTintHover, flat(c.redBorder, c.window)}) +
            button(QStringLiteral("confirm"),
-                  {c.red, c.redTint, c.redTintHover, c.redTintHover, c.redBorder}) +
+                  {c.red, c.redTint, c.redTintHover, c.redTintHover, flat(c.redBorder, c.window)}) +
            button(QStringLiteral("plain"), {c.text, none, c.fill, c.controlPressed, none}) +
            button(QStringLiteral("link"), {c.accentText, none, none, none, none});
 }
@@ -227,7 +241,7 @@ QString boxes(const Colors& c) {
                .arg(css(c.fill), css(c.text))
                .arg(metrics::commandRadius)
                .arg(metrics::commandPadding - 1)
-               .arg(css(c.orangeTintBorder)) +
+               .arg(css(flat(c.orangeTintBorder, c.window))) +
            QStringLiteral(
                "QScrollBar:vertical { background: transparent; width: 5px; margin: 0; }\n"
                "QScrollBar::handle:vertical { background: %1; border-radius: 2px; "
@@ -262,6 +276,10 @@ const Colors& of(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < middle ? darkColors : lightColors;
 }
 
+const Colors& current() {
+    return of(QGuiApplication::palette());
+}
+
 QColor disabled(QColor color) {
     return withOpacity(color, disabledOpacity);
 }
@@ -289,9 +307,9 @@ QString styleSheet(const Colors& c) {
                .arg(metrics::boxRadius)
                .arg(css(c.window)) +
            QStringLiteral("QLineEdit { background: %1; color: %2; border: 1px solid %3; "
-                          "border-radius: %4px; padding: 0 8px; min-height: %5px; "
+                          "border-radius: %4px; padding: 0 6px; min-height: %5px; "
                           "max-height: %5px; }\n"
-                          "QLineEdit:focus { border: 2px solid %6; padding: 0 7px; "
+                          "QLineEdit:focus { border: 2px solid %6; padding: 0 5px; "
                           "min-height: %7px; max-height: %7px; }\n"
                           "QLineEdit:disabled { color: %8; border-color: %9; }\n")
                .arg(css(c.surface), css(c.text), css(c.fieldBorder))
@@ -300,6 +318,21 @@ QString styleSheet(const Colors& c) {
                .arg(css(c.accentText))
                .arg(metrics::buttonHeight - 4)
                .arg(css(disabled(c.text)), css(disabled(c.fieldBorder)));
+}
+
+void apply(QWidget& window) {
+    QPalette palette = QGuiApplication::palette();
+    const Colors& colors = of(palette);
+    palette.setColor(QPalette::Window, colors.window);
+    palette.setColor(QPalette::Base, colors.surface);
+    for (const QPalette::ColorRole role :
+         {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(role, colors.text);
+    palette.setColor(QPalette::PlaceholderText, colors.text3);
+    palette.setColor(QPalette::Highlight, colors.accent);
+    palette.setColor(QPalette::HighlightedText, colors.onAccent);
+    window.setPalette(palette);
+    window.setStyleSheet(styleSheet(colors));
 }
 
 } // namespace theme

@@ -4,6 +4,7 @@
 #include <QFont>
 #include <QPalette>
 #include <QString>
+#include <QWidget>
 
 /// How everything looks: the only place of colours, sizes and fonts. One unit is one
 /// device-independent pixel.
@@ -54,6 +55,10 @@ struct Colors {
 [[nodiscard]] const Colors& dark();
 /// The one that goes with the desktop's colours.
 [[nodiscard]] const Colors& of(const QPalette& palette);
+
+/// That of the application's palette. A widget's own palette does not tell: a style sheet with a
+/// ground changes it.
+[[nodiscard]] const Colors& current();
 
 /// How something disabled is drawn: at 45 %.
 [[nodiscard]] QColor disabled(QColor color);
@@ -127,5 +132,9 @@ enum class Style { title, title2, headline, body, control, caption, monoCaption,
 /// property of its own. A frame's is "divider", "problem" or "panel"; a label's "caption",
 /// "secondary", "error", "warning", "good".
 [[nodiscard]] QString styleSheet(const Colors& colors);
+
+/// Gives a window, and what is in it, the theme that goes with the desktop now. To be called again
+/// when the application's palette changes.
+void apply(QWidget& window);
 
 } // namespace theme

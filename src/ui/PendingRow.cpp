@@ -1,0 +1,183 @@
+#include "ui/PendingRow.h"
+
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QVBoxLayout>
+
+#include "core/Text.h"
+#include "ui/Button.h"
+#include "ui/Theme.h"
+
+using namespace std::chrono_literals;
+using namespace theme;
+
+namespace {
+
+constexpr auto armingTime = 600ms;
+
+// Names come from outside: what hides in them is named.
+QString visible(const QString& name) {
+    QString shown;
+    const std::string utf8 = name.toStdString();
+    for (const text::Piece& piece : text::pieces(utf8))
+        shown +=
+            piece.mark.empty()
+                ? QString::fromUtf8(piece.text.data(), static_cast<qsizetype>(piece.text.size()))
+                : QStringLiteral("[%1]").arg(QString::fromStdString(piece.mark));
+    return shown.replace(QLatin1Char('\n'), QChar(0x21B5));
+}
+
+// Of what a person would see: spaces and tabs alone are nothing.
+bool isBlank(const QString& reply) {
+    return std::all_of(reply.begin(), reply.end(), [](QChar character) {
+        return character == QLatin1Char(' ') || character == QLatin1Char('\t');
+    });
+}
+
+} // namespace
+
+PendingRow::PendingRow(const PendingRowState& item, Scheduler& scheduler, QWidget* parent)
+    : QWidget(parent), m_item(item), m_scheduler(scheduler) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(metrics::warningParts);
+    addHeader();
+    addDetail();
+    if (m_item.isPermission)
+        addPermissionButtons();
+    else
+        addReply();
+    disarm();
+}
+
+void PendingRow::addHeader() {
+    auto* header = new QHBoxLayout;
+    header->setSpacing(metrics::iconToLabel);
+    auto* folder = new ElidingLabel(Qt::ElideRight, this);
+    folder->setObjectName(QStringLiteral("folder"));
+    folder->setFont(emphasized(Style::body));
+    folder->setText(visible(m_item.folder));
+    folder->setVisible(!m_item.folder.isEmpty());
+    header->addWidget(folder);
+    auto* kind = new QLabel(visible(m_item.kind), this);
+    kind->setObjectName(QStringLiteral("kind"));
+    kind->setTextFormat(Qt::PlainText);
+    kind->setFont(theme::font(Style::body));
+    kind->setProperty("look", QStringLiteral("secondary"));
+    header->addWidget(kind);
+    header->addStretch(1);
+    auto* client = new QLabel(visible(m_item.client), this);
+    client->setObjectName(QStringLiteral("client"));
+    client->setTextFormat(Qt::PlainText);
+    client->setFont(theme::font(Style::caption));
+    client->setProperty("look", QStringLiteral("secondary"));
+    header->addWidget(client);
+    static_cast<QVBoxLayout*>(layout())->addLayout(header);
+}
+
+void PendingRow::addDetail() {
+    auto* box = new CommandBox(this);
+    box->setObjectName(QStringLiteral("detail"));
+    box->setAccessibleName(m_item.isPermission ? tr("要執行的內容") : tr("最後的訊息"));
+    box->setCommand(m_item.detail.toStdString());
+    layout()->addWidget(box);
+    if (box->charactersLeftOut() == 0)
+        return;
+    auto* rest = new ParagraphLabel(Style::caption, QStringLiteral("warning"), this);
+    rest->setText(tr("還有 %1 個字元沒有顯示").arg(box->charactersLeftOut()));
+    layout()->addWidget(rest);
+}
+
+void PendingRow::addPermissionButtons() {
+    auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(metrics::buttonsApart);
+    QPushButton* deny = button::make(tr("拒絕"), button::Look::destructive, "deny", this);
+    deny->setFixedWidth(metrics::denyWidth);
+    connect(deny, &QPushButton::clicked, this, [this] { answer("deny"); });
+    buttons->addWidget(deny);
+    buttons->addStretch(1);
+    if (m_item.offersAlways) {
+        m_always = button::make(tr("總是允許"), button::Look::standard, "always", this);
+        connect(m_always, &QPushButton::clicked, this, [this] { answer("always"); });
+        buttons->addWidget(m_always);
+    }
+    m_allow = button::make(tr("允許"), button::Look::tinted, "allow", this);
+    m_allow->setFixedWidth(metrics::allowWidth);
+    connect(m_allow, &QPushButton::clicked, this, &PendingRow::allow);
+    buttons->addWidget(m_allow);
+    static_cast<QVBoxLayout*>(layout())->addLayout(buttons);
+}
+
+void PendingRow::addReply() {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(metrics::buttonsApart);
+    m_reply = new QLineEdit(this);
+    m_reply->setObjectName(QStringLiteral("reply"));
+    m_reply->setFont(theme::font(Style::body));
+    m_reply->setPlaceholderText(tr("下一個指令"));
+    m_reply->setAccessibleName(tr("下一個指令"));
+    row->addWidget(m_reply);
+    m_send = button::make(tr("送出"), button::Look::standard, "send", this);
+    m_send->setFixedWidth(metrics::sendWidth);
+    m_send->setEnabled(false);
+    row->addWidget(m_send);
+    connect(m_reply, &QLineEdit::textChanged, this,
+            [this](const QString& reply) { m_send->setEnabled(!isBlank(reply)); });
+    m_reply->installEventFilter(this);
+    connect(m_send, &QPushButton::clicked, this, &PendingRow::send);
+    static_cast<QVBoxLayout*>(layout())->addLayout(row);
+}
+
+void PendingRow::setIsReturnTarget(bool isTarget) {
+    if (m_allow)
+        button::setLook(*m_allow, isTarget ? button::Look::prominent : button::Look::tinted);
+}
+
+void PendingRow::allow() {
+    if (m_isArmed && m_allow)
+        answer("allow");
+}
+
+void PendingRow::answer(const char* action) {
+    Q_EMIT answered(m_item.id, {{"action", action}});
+}
+
+void PendingRow::send() {
+    if (!isBlank(m_reply->text()))
+        Q_EMIT answered(m_item.id, {{"action", "reply"}, {"text", m_reply->text().toStdString()}});
+}
+
+void PendingRow::disarm() {
+    setArmed(false);
+    m_arming = m_scheduler.after(armingTime, [this] { setArmed(true); });
+}
+
+// Disabled, a button takes no click, no key and no press that began before.
+void PendingRow::setArmed(bool isArmed) {
+    m_isArmed = isArmed;
+    for (QPushButton* approving : {m_allow, m_always})
+        if (approving)
+            approving->setEnabled(isArmed);
+}
+
+void PendingRow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    disarm();
+}
+
+void PendingRow::moveEvent(QMoveEvent* event) {
+    QWidget::moveEvent(event);
+    disarm();
+}
+
+// A field leaves its Return to whoever is around it, where it would go on to allow what moved up.
+bool PendingRow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != m_reply || event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() != Qt::Key_Return && key->key() != Qt::Key_Enter)
+        return false;
+    if (!key->isAutoRepeat())
+        send();
+    return true;
+}
