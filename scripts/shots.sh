@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Pictures to look at, of the page in each of its states. Called by ./dev shots, which builds and installs.
+# Pictures to look at, of the page and the windows in each of their states. Called by ./dev shots, which builds and installs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+build/release/tests/update-shots build/shots
 exec node tests/page/shots.mjs build/shots
