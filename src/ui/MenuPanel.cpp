@@ -7,33 +7,12 @@
 #include <QKeyEvent>
 
 #include "ui/Button.h"
+#include "ui/Parts.h"
 #include "ui/Theme.h"
 
 using namespace theme;
 
 namespace {
-
-QVBoxLayout* columnOf(QWidget* widget, int spacing) {
-    auto* column = new QVBoxLayout(widget);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(spacing);
-    return column;
-}
-
-QFrame* makeDivider(QWidget* parent) {
-    auto* divider = new QFrame(parent);
-    divider->setProperty("look", QStringLiteral("divider"));
-    return divider;
-}
-
-QLabel* makeLabel(const QString& text, Style style, const char* look, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setTextFormat(Qt::PlainText);
-    label->setFont(theme::font(style));
-    label->setMinimumHeight(lineHeight(style));
-    label->setProperty("look", QLatin1String(look));
-    return label;
-}
 
 StatusMark::Color colorOf(MenuState::Mark mark) {
     switch (mark) {
@@ -51,7 +30,7 @@ StatusMark::Color colorOf(MenuState::Mark mark) {
 
 MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
     : QWidget(parent), m_scheduler(scheduler), m_parts(new QVBoxLayout) {
-    columnOf(this, metrics::commandParts)->addLayout(m_parts);
+    parts::column(this, metrics::commandParts)->addLayout(m_parts);
     setObjectName(QStringLiteral("panel"));
     setFocusPolicy(Qt::StrongFocus);
     setFixedWidth(metrics::panelWidth);
@@ -59,7 +38,7 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
                                 0);
     m_parts->setSpacing(metrics::panelParts);
     addHeader();
-    m_parts->addWidget(makeDivider(this));
+    m_parts->addWidget(parts::divider(this));
     m_failure = addNotice("failure", "warning");
     m_warning = addNotice("warning", "");
     connect(m_failure.button, &QPushButton::clicked, this, [this] {
@@ -79,16 +58,16 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
     m_error->setObjectName(QStringLiteral("error"));
     m_parts->addWidget(m_error);
     addMode();
-    m_pendingDivider = makeDivider(this);
+    m_pendingDivider = parts::divider(this);
     m_parts->addWidget(m_pendingDivider);
     m_pending = new QVBoxLayout;
     m_pending->setSpacing(metrics::panelParts);
     m_parts->addLayout(m_pending);
-    m_sessionsDivider = makeDivider(this);
+    m_sessionsDivider = parts::divider(this);
     m_parts->addWidget(m_sessionsDivider);
     m_sessions = new QWidget(this);
     m_parts->addWidget(m_sessions);
-    m_parts->addWidget(makeDivider(this));
+    m_parts->addWidget(parts::divider(this));
     addCommands();
 }
 
@@ -98,8 +77,8 @@ void MenuPanel::addHeader() {
     header->setContentsMargins(0, 0, markFromEdge, 0);
     auto* words = new QVBoxLayout;
     words->setSpacing(0);
-    words->addWidget(makeLabel(QStringLiteral("Tamsell"), Style::headline, "", this));
-    m_status = makeLabel({}, Style::caption, "secondary", this);
+    words->addWidget(parts::label(QStringLiteral("Tamsell"), Style::headline, "", this));
+    m_status = parts::label({}, Style::caption, "secondary", this);
     m_status->setObjectName(QStringLiteral("status"));
     words->addWidget(m_status);
     header->addLayout(words);
@@ -113,7 +92,7 @@ MenuPanel::Notice MenuPanel::addNotice(const char* name, const char* titleLook) 
     Notice notice;
     notice.widget = new QWidget(this);
     notice.widget->setObjectName(QLatin1String(name));
-    auto* column = columnOf(notice.widget, metrics::warningParts);
+    auto* column = parts::column(notice.widget, metrics::warningParts);
     auto* title = new QHBoxLayout;
     title->setSpacing(metrics::iconToLabel);
     notice.icon = new IconLabel(Icon::warning, IconLabel::Tone::warning, notice.widget);
@@ -132,10 +111,10 @@ MenuPanel::Notice MenuPanel::addNotice(const char* name, const char* titleLook) 
 
 void MenuPanel::addMode() {
     auto* block = new QWidget(this);
-    auto* column = columnOf(block, metrics::modeParts);
+    auto* column = parts::column(block, metrics::modeParts);
     auto* row = new QHBoxLayout;
     const QString name = MenuState::tr("轉發到手機");
-    row->addWidget(makeLabel(name, Style::body, "", block));
+    row->addWidget(parts::label(name, Style::body, "", block));
     row->addStretch(1);
     QStringList labels;
     for (const AwayMode mode : allAwayModes)
@@ -156,7 +135,7 @@ void MenuPanel::addMode() {
 void MenuPanel::addCommands() {
     using button::Look;
     auto* block = new QWidget(this);
-    auto* column = columnOf(block, metrics::commandParts);
+    auto* column = parts::column(block, metrics::commandParts);
     m_pair = button::make({}, Look::standard, "pair", block);
     connect(m_pair, &QPushButton::clicked, this, &MenuPanel::pairClicked);
     column->addWidget(m_pair);
@@ -165,7 +144,7 @@ void MenuPanel::addCommands() {
     column->addWidget(m_update);
 
     auto* login = new QHBoxLayout;
-    auto* words = makeLabel(MenuState::tr("登入時自動啟動"), Style::body, "", block);
+    auto* words = parts::label(MenuState::tr("登入時自動啟動"), Style::body, "", block);
     login->addWidget(words);
     login->addStretch(1);
     m_launchAtLogin = new Switch(block);
@@ -278,24 +257,25 @@ void MenuPanel::showPending(const MenuState& state) {
 void MenuPanel::showSessions(const MenuState& state) {
     delete m_sessions->layout();
     qDeleteAll(m_sessions->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly));
-    auto* column = columnOf(m_sessions, metrics::modeParts);
+    auto* column = parts::column(m_sessions, metrics::modeParts);
     const bool hasSome = !state.sessions.empty();
     m_sessions->setVisible(hasSome);
     m_sessionsDivider->setVisible(hasSome);
     if (!hasSome)
         return;
     column->addWidget(
-        makeLabel(MenuState::tr("工作階段"), Style::caption, "secondary", m_sessions));
+        parts::label(MenuState::tr("工作階段"), Style::caption, "secondary", m_sessions));
     for (const auto& session : state.sessions) {
         auto* row = new QHBoxLayout;
         row->setSpacing(metrics::buttonsApart);
         auto* name = new ElidingLabel(Qt::ElideRight, m_sessions);
         name->setFont(theme::font(Style::body));
-        name->setText(session.name);
+        name->setText(parts::visibleName(session.name));
         name->setMinimumHeight(lineHeight(Style::body));
         name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
         row->addWidget(name, 1);
-        row->addWidget(makeLabel(session.client, Style::caption, "secondary", m_sessions));
+        row->addWidget(parts::label(parts::visibleName(session.client), Style::caption, "secondary",
+                                    m_sessions));
         column->addLayout(row);
     }
 }

@@ -4,8 +4,8 @@
 #include <QKeyEvent>
 #include <QVBoxLayout>
 
-#include "core/Text.h"
 #include "ui/Button.h"
+#include "ui/Parts.h"
 #include "ui/Theme.h"
 
 using namespace std::chrono_literals;
@@ -14,18 +14,6 @@ using namespace theme;
 namespace {
 
 constexpr auto armingTime = 600ms;
-
-// Names come from outside: what hides in them is named.
-QString visible(const QString& name) {
-    QString shown;
-    const std::string utf8 = name.toStdString();
-    for (const text::Piece& piece : text::pieces(utf8))
-        shown +=
-            piece.mark.empty()
-                ? QString::fromUtf8(piece.text.data(), static_cast<qsizetype>(piece.text.size()))
-                : QStringLiteral("[%1]").arg(QString::fromStdString(piece.mark));
-    return shown.replace(QLatin1Char('\n'), QChar(0x21B5));
-}
 
 // Of what a person would see: spaces and tabs alone are nothing.
 bool isBlank(const QString& reply) {
@@ -38,9 +26,7 @@ bool isBlank(const QString& reply) {
 
 PendingRow::PendingRow(const PendingRowState& item, Scheduler& scheduler, QWidget* parent)
     : QWidget(parent), m_item(item), m_scheduler(scheduler) {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(metrics::warningParts);
+    parts::column(this, metrics::warningParts);
     addHeader();
     addDetail();
     if (m_item.isPermission)
@@ -56,21 +42,16 @@ void PendingRow::addHeader() {
     auto* folder = new ElidingLabel(Qt::ElideRight, this);
     folder->setObjectName(QStringLiteral("folder"));
     folder->setFont(emphasized(Style::body));
-    folder->setText(visible(m_item.folder));
+    folder->setText(parts::visibleName(m_item.folder));
     folder->setVisible(!m_item.folder.isEmpty());
     header->addWidget(folder);
-    auto* kind = new QLabel(visible(m_item.kind), this);
+    auto* kind = parts::label(parts::visibleName(m_item.kind), Style::body, "secondary", this);
     kind->setObjectName(QStringLiteral("kind"));
-    kind->setTextFormat(Qt::PlainText);
-    kind->setFont(theme::font(Style::body));
-    kind->setProperty("look", QStringLiteral("secondary"));
     header->addWidget(kind);
     header->addStretch(1);
-    auto* client = new QLabel(visible(m_item.client), this);
+    auto* client =
+        parts::label(parts::visibleName(m_item.client), Style::caption, "secondary", this);
     client->setObjectName(QStringLiteral("client"));
-    client->setTextFormat(Qt::PlainText);
-    client->setFont(theme::font(Style::caption));
-    client->setProperty("look", QStringLiteral("secondary"));
     header->addWidget(client);
     static_cast<QVBoxLayout*>(layout())->addLayout(header);
 }
