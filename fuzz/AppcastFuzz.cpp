@@ -1,3 +1,4 @@
+#include <compare>
 #include <cstdint>
 #include <string_view>
 
@@ -41,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             require(isOneVisibleLine(item.version) && isOneVisibleLine(item.displayVersion));
             require(!item.url.empty() && item.length != 0 && areVisibleLines(item.notes));
             require(item.notes.size() <= releasenotes::maximumSize);
-            require(compareVersions(item.version, newest ? newest->version : "0") <= 0);
+            require(std::is_lteq(compareVersions(item.version, newest ? newest->version : "0")));
         }
     } catch (const DaemonError& error) {
         require(isOneVisibleLine(error.message()));

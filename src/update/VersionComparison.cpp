@@ -70,7 +70,7 @@ std::weak_ordering compareVersions(std::string_view left, std::string_view right
     for (std::size_t i = 0; i < std::max(lefts.size(), rights.size()); ++i) {
         const auto order =
             compare(i < lefts.size() ? lefts[i] : Part{}, i < rights.size() ? rights[i] : Part{});
-        if (order != 0)
+        if (std::is_neq(order))
             return order;
     }
     return std::weak_ordering::equivalent;

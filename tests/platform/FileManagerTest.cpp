@@ -6,44 +6,23 @@
 
 #include <gmock/gmock.h>
 
-#include <QDBusContext>
-
 #include "support/Eventually.h"
 #include "support/Process.h"
 #include "support/Until.h"
+
+#include "FileManagerStandIn.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A file manager that does what the test says.
-class StandIn final : public QObject, protected QDBusContext {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
-
-  public:
-    enum class Manner { shows, refuses, isSilent };
-
-    Manner manner = Manner::shows;
-    std::vector<std::string> shown;
-
-  public Q_SLOTS:
-    void ShowItems(const QStringList& items, const QString& /*startupID*/) { // NOLINT: its name
-        shown.push_back(items.join(u' ').toStdString());
-        if (manner == Manner::refuses)
-            sendErrorReply(QDBusError::Failed);
-        else if (manner == Manner::isSilent)
-            setDelayedReply(true);
-    }
-};
-
 // A bus of this test alone.
 struct FileManagerOnABus : testing::Test {
     Process daemon{{.program = "/usr/bin/dbus-daemon",
                     .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile",
                                   "--print-address=1"}}};
-    StandIn standIn;
+    FileManagerStandIn standIn;
     std::vector<std::string> opened;
     std::string address;
 
@@ -90,7 +69,8 @@ TEST_F(FileManagerOnABus, TheFolderIsOpenedWhenItDoesNotShowTheFile) {
         EXPECT_TRUE(eventually([&] { return !opened.empty(); })) << "nobody is there";
     }
     ASSERT_TRUE(serve());
-    for (const auto manner : {StandIn::Manner::refuses, StandIn::Manner::isSilent}) {
+    for (const auto manner :
+         {FileManagerStandIn::Manner::refuses, FileManagerStandIn::Manner::isSilent}) {
         opened.clear();
         standIn.manner = manner;
         FileManager files = manager(std::chrono::milliseconds(200));
@@ -110,5 +90,3 @@ TEST_F(FileManagerOnABus, TheFolderIsOpenedWhereThereIsNoBus) {
 }
 
 } // namespace
-
-#include "FileManagerTest.moc"

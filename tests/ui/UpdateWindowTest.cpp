@@ -101,7 +101,7 @@ TEST_F(UpdateWindowTest, ClosingAndEscapeDismissAndTheSessionCloses) {
 }
 
 TEST_F(UpdateWindowTest, NothingDownloadsUntilTheButtonHasBeenThereForAWhile) {
-    const auto tryAll = [this] {
+    const auto tryAll = [] {
         click("updateDownloadButton");
         QTest::keyClick(&widget(), Qt::Key_Return);
         QTest::keyClick(&find("updateDownloadButton"), Qt::Key_Space);

@@ -53,13 +53,13 @@ TEST(CompareVersions, IsATotalOrderOfAnything) {
     }
     std::vector<std::string> sorted = texts;
     std::stable_sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
-        return compareVersions(left, right) < 0;
+        return std::is_lt(compareVersions(left, right));
     });
     for (std::size_t i = 0; i < sorted.size(); ++i)
         for (std::size_t j = i; j < sorted.size(); ++j) {
             const auto order = compareVersions(sorted[i], sorted[j]);
-            ASSERT_TRUE(order <= 0) << sorted[i] << " and " << sorted[j];
-            ASSERT_EQ(compareVersions(sorted[j], sorted[i]), 0 <=> order);
+            ASSERT_TRUE(std::is_lteq(order)) << sorted[i] << " and " << sorted[j];
+            ASSERT_EQ(std::is_gt(compareVersions(sorted[j], sorted[i])), std::is_lt(order));
         }
 }
 
