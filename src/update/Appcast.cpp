@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <compare>
 
 #include <QSysInfo>
 #include <QXmlStreamReader>
@@ -12,6 +13,7 @@
 #include "core/Text.h"
 #include "update/ReleaseNotes.h"
 #include "update/VersionComparison.h"
+#include "update/XMLLimits.h"
 
 namespace appcast {
 
@@ -22,6 +24,8 @@ constexpr std::size_t maximumItems = 2000;
 // Characters of a version. It stands on one line of a window.
 constexpr std::size_t maximumVersion = 64;
 constexpr std::size_t maximumURL = 2048;
+// Characters of what the reader says of a fault, in which it repeats the feed.
+constexpr std::size_t maximumFault = 200;
 
 std::string trimmed(QStringView value) {
     return value.trimmed().toString().toStdString();
@@ -52,7 +56,7 @@ std::optional<ed25519::Signature> signatureFrom(std::string_view text) {
 
 // Processors have several names.
 QString processor(const QString& name) {
-    const QString lower = name.toLower();
+    QString lower = name.toLower();
     if (lower == u"amd64" || lower == u"x64")
         return QStringLiteral("x86_64");
     if (lower == u"aarch64")
@@ -142,16 +146,14 @@ void readChannel(QXmlStreamReader& reader, std::vector<AppcastItem>& items) {
 std::vector<AppcastItem> parse(std::string_view bytes) {
     if (bytes.size() > maximumSize)
         throw DaemonError(localized("更新來源太大"));
+    xmllimits::require(bytes);
     QXmlStreamReader reader(
         QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size())));
     std::vector<AppcastItem> items;
     bool isFeed = false;
     // To the end: of a feed that was cut off, nothing is believed.
     while (!reader.atEnd()) {
-        const auto token = reader.readNext();
-        if (token == QXmlStreamReader::DTD)
-            throw DaemonError(localized("更新來源含有文件類型宣告，不予採用"));
-        if (token != QXmlStreamReader::StartElement)
+        if (reader.readNext() != QXmlStreamReader::StartElement)
             continue;
         if (reader.name() != u"rss")
             throw DaemonError(localized("更新來源不是 RSS"));
@@ -164,10 +166,13 @@ std::vector<AppcastItem> parse(std::string_view bytes) {
             }
         }
     }
-    if (reader.hasError())
-        throw DaemonError(localized("更新來源的第 %@ 行讀不懂：%@",
-                                    {std::to_string(reader.lineNumber()),
-                                     text::visible(reader.errorString().toStdString())}));
+    if (reader.hasError()) {
+        const std::string fault = reader.errorString().toStdString();
+        throw DaemonError(
+            localized("更新來源的第 %@ 行讀不懂：%@",
+                      {std::to_string(reader.lineNumber()),
+                       text::visible(text::prefix(fault, maximumFault, 4 * maximumFault))}));
+    }
     if (!isFeed)
         throw DaemonError(localized("更新來源不是 RSS"));
     return items;
@@ -177,7 +182,7 @@ std::optional<AppcastItem> newest(const std::vector<AppcastItem>& items,
                                   std::string_view currentVersion) {
     const AppcastItem* best = nullptr;
     for (const AppcastItem& item : items) {
-        if (compareVersions(item.version, best ? best->version : currentVersion) > 0)
+        if (std::is_gt(compareVersions(item.version, best ? best->version : currentVersion)))
             best = &item;
     }
     return best ? std::optional(*best) : std::nullopt;

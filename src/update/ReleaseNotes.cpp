@@ -72,6 +72,8 @@ std::optional<Tag> tagAt(std::string_view text) {
         } else if (c == '>') {
             tag.length = at + 1;
             return tag;
+        } else if (c == '<') {
+            return std::nullopt; // Else every "<" would be searched as far as the first one.
         }
     }
     return std::nullopt;

@@ -23,6 +23,13 @@ std::string item(const std::string& content, const std::string& attributes = "")
     return "<item>" + content + R"(<enclosure url="a.deb" )" + attributes + "/></item>";
 }
 
+std::string repeated(const std::string& text, int times) {
+    std::string result;
+    for (; times > 0; --times)
+        result += text;
+    return result;
+}
+
 // The versions of the items that are left in it.
 std::vector<std::string> versionsOf(const std::string& items) {
     std::vector<std::string> versions;
@@ -87,6 +94,9 @@ TEST(Appcast, KeepsAnItemWhoseSignatureOrLengthIsNone) {
 TEST(Appcast, RefusesWhatIsNoFeed) {
     const std::string good = item("<version>1</version>");
     const std::string bomb = R"(<!DOCTYPE rss [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;">]>)";
+    std::string attributes;
+    for (int i = 0; i < 40; ++i)
+        attributes += " a" + std::to_string(i) + "='>'";
     const struct {
         std::string bytes;
         std::string error;
@@ -103,21 +113,27 @@ TEST(Appcast, RefusesWhatIsNoFeed) {
         {feed(good).substr(0, feed(good).size() - 8), "讀不懂"},
         {feed(good) + "<rss/>", "讀不懂"},
         {feed(item("<version>\xFF</version>")), "讀不懂"},
+        {feed(item("<!ENTITY a 'a'>")), "文件類型宣告"},
+        {feed(item("<version>" + repeated(" <a>", 20) + "</version>")), "太複雜"},
+        {feed("<a" + attributes + "/>"), "太複雜"},
+        {feed(repeated("<a/>", 50'000)), "太複雜"},
+        {std::string("\xFF\xFE<\0r\0", 6), "UTF-8"},
+        {R"(<?xml version="1.0" encoding=")" + std::string(100'000, 'x') + "\"?><rss/>", "讀不懂"},
         {feed("<!--" + std::string(appcast::maximumSize, ' ') + "-->"), "太大"},
     };
     for (const auto& [bytes, error] : cases) {
         try {
-            EXPECT_THAT(appcast::parse(bytes), ElementsAre())
-                << "is taken: " << bytes.substr(0, 400);
+            (void)appcast::parse(bytes);
             ADD_FAILURE() << "is taken: " << bytes.substr(0, 400);
         } catch (const DaemonError& refused) {
             EXPECT_THAT(refused.message(), HasSubstr(error)) << bytes.substr(0, 400);
+            EXPECT_LT(refused.message().size(), 400U);
         }
     }
     std::string many;
     for (int i = 0; i < 3000; ++i)
         many += "<item/>";
-    EXPECT_THROW(appcast::parse(feed(many)), DaemonError);
+    EXPECT_THROW((void)appcast::parse(feed(many)), DaemonError);
 }
 
 TEST(Appcast, TheNewestIsTheHighestAboveTheCurrent) {
@@ -147,6 +163,7 @@ TEST(ReleaseNotes, ArePlainTextOfLines) {
         {"tab\tand\u3000wide \u202Eback\u200B\x1B[2J",
          "tab    and  wide \\u{202E}back\\u{200B}\\u{001B}[2J"},
         {"<p", "<p"},
+        {"a <b <i>c</i>", "a <b c"},
     };
     for (const auto& [description, plain] : cases)
         EXPECT_EQ(releasenotes::plain(description), plain) << description;
