@@ -44,7 +44,7 @@ void Download::verify() {
     }
     try {
         m_check = std::make_unique<SignatureCheck>(
-            m_file->duplicate(), m_key, m_release.signature,
+            m_file->duplicate(), static_cast<std::size_t>(m_count), m_key, m_release.signature,
             [this](const SignatureCheck::Result& result) { judge(result); });
     } catch (const std::system_error& error) {
         fail(localized("無法檢查更新檔的簽章：%@", {error.what()}));
