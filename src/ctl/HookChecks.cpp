@@ -48,20 +48,28 @@ Finding checkAgent(const std::string& agent, const fs::path& path, const std::st
         const JSONObject file = Hooks::readAgentFile(path);
         const int count = Hooks::countInstalled(file, command, events);
         const std::string share = shareText(count, events.size());
+        // An installation takes out our groups whole.
+        const auto unlessShared = [&](const std::string& remedy) {
+            return Hooks::hasSharedGroup(file)
+                       ? localized("先把與 Tamsell 同一組 hooks 裡你的指令移到別組，再執行 "
+                                   "tamsellctl doctor --fix")
+                       : remedy;
+        };
         if (const auto other = otherCommand(file, command, events);
             other && count == static_cast<int>(events.size()))
             return {Level::problem, agent,
                     localized("還有別的 Tamsell hook：%@", {text::visible(*other)}),
-                    localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)}),
+                    unlessShared(localized("先執行 tamsellctl hooks remove，再執行 %@",
+                                           {std::string(install)})),
                     Mend::hooksAnew};
         if (count == static_cast<int>(events.size()))
             return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
         if (count == 0)
             return {Level::problem, agent, localized("沒有裝 hooks（%@）", {shown(path)}),
-                    std::string(install), Mend::hooks};
+                    unlessShared(std::string(install)), Mend::hooks};
         return {Level::problem, agent,
                 localized("hooks %@，少了 %@", {share, missingEvents(file, command, events)}),
-                std::string(install), Mend::hooks};
+                unlessShared(std::string(install)), Mend::hooks};
     } catch (const std::exception& error) {
         return {Level::problem, agent, text::visible(error.what()),
                 localized("修正該檔後執行 %@", {std::string(install)})};

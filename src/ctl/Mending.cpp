@@ -84,24 +84,38 @@ void installProgram(const Context& context) {
     context.hooks.installScript();
 }
 
+// What the user put into a group of ours would go with it, and only the user can tell where to.
+void refuseShared(const fs::path& path) {
+    bool hasShared = false;
+    try {
+        hasShared = Hooks::hasSharedGroup(Hooks::readAgentFile(path));
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the installation says that
+    }
+    if (hasShared)
+        throw DaemonError(localized("%@ 有一組 hooks 裡同時有你的與 Tamsell 的指令，先把它們分開",
+                                    {shown(path)}));
+}
+
 void installHooks(const Context& context) {
     const Locations& at = context.locations;
     for (const fs::path& path : {at.hookExecutable, at.claudeSettings, at.codexHooks})
         refuseOthers(path);
+    for (const fs::path& path : {at.claudeSettings, at.codexHooks})
+        refuseShared(path);
     context.hooks.install();
 }
 
 void installHooksAnew(const Context& context) {
-    // Before any is taken out, both must be such that they can be put back.
+    // Before one is written, both must be such that they can be.
     for (const fs::path& path : {context.locations.claudeSettings, context.locations.codexHooks}) {
         refuseOthers(path);
         if (isUnreadable(path))
             throw DaemonError(localized("讀不到 %@", {shown(path)}));
         (void)Hooks::readAgentFile(path);
+        refuseShared(path);
     }
-    context.hooks.installScript();
-    context.hooks.removeEntries();
-    installHooks(context);
+    refuseOthers(context.locations.hookExecutable);
+    context.hooks.installAnew();
 }
 
 void installService(const Context& context) {

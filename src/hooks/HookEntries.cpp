@@ -66,6 +66,15 @@ const JSONObject* hooksIn(const JSONObject& file) {
     return hooks ? hooks->object() : nullptr;
 }
 
+template <typename Is>
+bool hasGroup(const JSONObject& file, Is is) {
+    const JSONObject* hooks = hooksIn(file);
+    return hooks && std::ranges::any_of(*hooks, [&](const JSONObject::Member& member) {
+               const JSONArray* groups = member.second.array();
+               return groups && std::ranges::any_of(*groups, is);
+           });
+}
+
 } // namespace
 
 std::span<const Hooks::Event> Hooks::claudeEvents() {
@@ -145,14 +154,19 @@ std::vector<std::string> Hooks::ourCommands(const JSONObject& file, std::string_
     return commands;
 }
 
+bool Hooks::hasSharedGroup(const JSONObject& file) {
+    return hasGroup(file, [](const JSONValue& group) {
+        return isOurGroup(group) &&
+               std::ranges::any_of(entriesOf(group), [](const JSONValue& entry) {
+                   return !isOurs(commandOf(entry));
+               });
+    });
+}
+
 bool Hooks::hasLegacy(const JSONObject& file) {
-    const JSONObject* hooks = hooksIn(file);
-    return hooks && std::ranges::any_of(*hooks, [](const JSONObject::Member& member) {
-               const JSONArray* groups = member.second.array();
-               return groups && std::ranges::any_of(*groups, [](const JSONValue& group) {
-                          return std::ranges::any_of(entriesOf(group), [](const JSONValue& entry) {
-                              return commandOf(entry).find(olderName) != std::string_view::npos;
-                          });
-                      });
-           });
+    return hasGroup(file, [](const JSONValue& group) {
+        return std::ranges::any_of(entriesOf(group), [](const JSONValue& entry) {
+            return commandOf(entry).find(olderName) != std::string_view::npos;
+        });
+    });
 }

@@ -141,17 +141,27 @@ Hooks::Status Hooks::status() const {
 }
 
 void Hooks::install() const {
+    install(Current::stays);
+}
+
+void Hooks::installAnew() const {
+    install(Current::isReplaced);
+}
+
+void Hooks::install(Current current) const {
     // JSON has no way to say it.
     if (text::repaired(claudeCommand()) != claudeCommand())
         throw DaemonError(localized("%@ 不是有效的 UTF-8，寫不進 agent 的設定",
                                     {m_locations.hookExecutable.string()}));
     installScript();
-    const auto installEntries = [](const fs::path& path, const std::string& command,
-                                   std::span<const Event> events) {
-        rewrite(path, [&](JSONObject file) -> std::optional<JSONObject> {
-            if (countInstalled(file, command, events) == static_cast<int>(events.size()))
+    const auto installEntries = [current](const fs::path& path, const std::string& command,
+                                          std::span<const Event> events) {
+        rewrite(path, [&](const JSONObject& file) -> std::optional<JSONObject> {
+            if (current == Current::stays &&
+                countInstalled(file, command, events) == static_cast<int>(events.size()))
                 return std::nullopt;
-            return withOurGroups(std::move(file), command, events);
+            JSONObject with = withOurGroups(file, command, events);
+            return with == file ? std::nullopt : std::optional(std::move(with));
         });
     };
     installEntries(m_locations.claudeSettings, claudeCommand(), claudeEvents());

@@ -57,6 +57,9 @@ class Hooks {
     /// in which all of them are current is not touched. What was done before a failure stays. A
     /// path that is not UTF-8 is refused, since no settings file could name it.
     void install() const;
+    /// The same, and what else is ours in a file goes, also where all of them are current. Each
+    /// file is written once, so that its backup has what went.
+    void installAnew() const;
     /// Copies the program from the bundle to the data directory, executable.
     void installScript() const;
     /// Brings an installed program up to date while agents use it. Never fails.
@@ -84,6 +87,8 @@ class Hooks {
     /// The commands of ours that an agent runs on this event, in order.
     [[nodiscard]] static std::vector<std::string> ourCommands(const JSONObject& file,
                                                               std::string_view event);
+    /// Whether a group of ours runs a command of the user's as well, which would go with it.
+    [[nodiscard]] static bool hasSharedGroup(const JSONObject& file);
     /// Whether the older program's hook is among the commands.
     [[nodiscard]] static bool hasLegacy(const JSONObject& file);
 
@@ -104,6 +109,9 @@ class Hooks {
     [[nodiscard]] static std::filesystem::path backupOf(const std::filesystem::path& path);
 
   private:
+    enum class Current { stays, isReplaced };
+    void install(Current current) const;
+
     Locations m_locations;
     std::optional<std::filesystem::path> m_bundledHook;
     std::vector<std::filesystem::path> m_systemPrograms;

@@ -312,6 +312,29 @@ TEST(Doctor, SaysWhatOnlyThePersonCanDo) {
     EXPECT_EQ(contentOf(home / "claude/settings.json"), settings);
 }
 
+TEST(Doctor, LosesNothingOfTheUsersWithAHookOfAnotherInstallation) {
+    const TemporaryDirectory home;
+    makeHealthy(home);
+    const auto settings = home / "claude/settings.json";
+    const auto backup = Hooks::backupOf(settings);
+    replaceIn(settings, R"("Stop": [)",
+              R"("Stop": [{"hooks": [{"command": "my-wrapper /old/tamsell-hook"}]},)");
+    const std::string before = contentOf(settings);
+    (void)runCtl(home.path(), {"doctor", "--fix"});
+    EXPECT_EQ(contentOf(settings).find("my-wrapper"), std::string::npos);
+    EXPECT_EQ(contentOf(backup), before);
+    for (const char* timeout : {"600", "300"}) { // All are current, or one is not.
+        replaceIn(settings, R"("Stop": [)",
+                  R"("Stop": [{"hooks": [{"command": "mine"}, {"command": "tamsell-hook"}]},)");
+        replaceIn(settings, R"("timeout": 600)", R"("timeout": )" + std::string(timeout));
+        const std::string mixed = contentOf(settings);
+        EXPECT_THAT(runCtl(home.path(), {"doctor", "--fix"}).output,
+                    testing::AllOf(HasSubstr("先把它們分開）\n"),
+                                   HasSubstr("，再執行 tamsellctl doctor --fix\n")));
+        EXPECT_EQ(contentOf(settings), mixed);
+    }
+}
+
 TEST(Doctor, SeesAMountOnWhichNothingRuns) {
     const TemporaryDirectory home;
     ChildProcess process({.arguments = {"unshare", "-rm", "sh", "-c", R"(
