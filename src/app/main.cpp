@@ -57,8 +57,9 @@ int runDaemon(int argc, char* argv[]) {
          .relay = std::move(relay),
          .page = bundle.resource("app.html"),
          .bundledHook = bundle.auxiliaryExecutable("tamsell-hook"),
-         .selfCheck = {.stuckIdleSources = [&] { return idleTime.stuckSources(); },
-                       .note = [&](const JSONObject& all) { statusFile.set("troubles", all); }}});
+         .selfCheck = {
+             .stuckIdleSources = [&] { return idleTime.stuckSources(); },
+             .note = [&](const JSONObject& all) { return statusFile.set("troubles", all); }}});
     QObject::connect(&daemon, &Daemon::changed, &application, [&] {
         const auto port = daemon.port();
         statusFile.set("port", port ? JSONValue(*port) : JSONValue());

@@ -8,6 +8,7 @@
 
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "core/ConfigFile.h"
@@ -52,6 +53,14 @@ std::optional<Finding> foreignAccess(const std::string& subject, const fs::path&
 // Beyond this the file of events is worth a word: nothing ever shortens it.
 constexpr std::uintmax_t largeLog = std::uintmax_t{1} << 30;
 
+bool isFull(const fs::path& directory) {
+    struct statvfs status {};
+    // Some file systems do not count.
+    if (::statvfs(directory.c_str(), &status) != 0 || status.f_blocks == 0)
+        return false;
+    return (::getuid() == 0 ? status.f_bfree : status.f_bavail) == 0;
+}
+
 Findings checkLogs(const Locations& locations) {
     const std::string subject = localized("事件紀錄");
     const fs::path& directory = locations.logsDirectory;
@@ -68,6 +77,12 @@ Findings checkLogs(const Locations& locations) {
         if (auto stranger =
                 foreignAccess(localized("紀錄資料夾"), directory, status, 0077, Mend::logsMode))
             findings.push_back(std::move(*stranger));
+        // The daemon cannot keep a note of it.
+        if (isFull(directory))
+            findings.push_back(
+                {Level::problem, subject,
+                 localized("%@ 所在的磁碟滿了，事件沒有留下紀錄", {shown(directory)}),
+                 localized("清出空間")});
     }
     if (::stat(log.c_str(), &status) != 0)
         return findings;

@@ -56,10 +56,10 @@ void SelfCheck::look(const Observations& observations) {
             m_log(trouble.line);
         note.set(trouble.kind, std::move(trouble.details));
     }
-    if (note == m_note)
+    if (m_isKept && note == m_note)
         return;
     m_note = std::move(note);
-    m_surroundings.note(m_note);
+    m_isKept = m_surroundings.note(m_note);
 }
 
 // An agent's first event comes when it starts, the next when its user types; so one that has been

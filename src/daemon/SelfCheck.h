@@ -31,8 +31,9 @@ class SelfCheck {
         std::function<std::vector<std::string>()> stuckIdleSources = [] {
             return std::vector<std::string>();
         };
-        /// Takes all troubles that stand, whenever they have changed.
-        std::function<void(const JSONObject&)> note = [](const JSONObject&) {};
+        /// Takes all troubles that stand, whenever they have changed, and says whether it has kept
+        /// them: a disk that takes no events takes no note either. If not, it is told again.
+        std::function<bool(const JSONObject&)> note = [](const JSONObject&) { return true; };
         std::function<Clock::time_point()> now = Clock::now;
     };
 
@@ -68,4 +69,5 @@ class SelfCheck {
     Clock::time_point m_lastSearch;
     std::vector<std::string> m_silentAgents;
     JSONObject m_note;
+    bool m_isKept = true;
 };

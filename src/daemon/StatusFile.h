@@ -12,11 +12,13 @@ class StatusFile {
     /// Writes nothing yet; what an earlier process wrote stays until then, told by its pid.
     explicit StatusFile(std::filesystem::path path);
 
-    /// Writes the file unless it says so already. A failure is forgotten: the next change writes
-    /// all of it.
-    void set(std::string_view key, const JSONValue& value);
+    /// Writes the file unless it says so already. After a failure the next call writes all of it,
+    /// whether it changes something or not.
+    /// @return whether the file says so now
+    bool set(std::string_view key, const JSONValue& value);
 
   private:
     std::filesystem::path m_path;
     JSONObject m_members;
+    bool m_isWritten = false;
 };

@@ -335,12 +335,14 @@ TEST(Doctor, LosesNothingOfTheUsersWithAHookOfAnotherInstallation) {
     }
 }
 
-TEST(Doctor, SeesAMountOnWhichNothingRuns) {
+TEST(Doctor, SeesAMountOnWhichNothingRunsAndNoEventFits) {
     const TemporaryDirectory home;
     ChildProcess process({.arguments = {"unshare", "-rm", "sh", "-c", R"(
-mount -t tmpfs -o noexec none "$0" || exit 77
+mount -t tmpfs -o noexec,size=64m none "$0" || exit 77
 export TAMSELL_HOME="$0" TAMSELL_CLAUDE_SETTINGS="$0/settings.json" CODEX_HOME="$0/codex"
-"$1" hooks install && exec "$1" doctor)",
+"$1" hooks install && mkdir -m 700 "$0/logs" || exit
+dd if=/dev/zero of="$0/fill" 2>/dev/null
+exec "$1" doctor)",
                                         home.path().string(), TAMSELL_BIN "/tamsellctl"},
                           .input = {}});
     ASSERT_TRUE(process.wait(ChildProcess::Clock::now() + patience));
@@ -348,6 +350,8 @@ export TAMSELL_HOME="$0" TAMSELL_CLAUDE_SETTINGS="$0/settings.json" CODEX_HOME="
         GTEST_SKIP() << "cannot mount: " << process.errors();
     EXPECT_THAT(shortened(process.output(), home.path()),
                 HasSubstr("✗ hook 程式：~/tamsell-hook 所在的檔案系統不准執行程式（noexec） → "));
+    EXPECT_THAT(shortened(process.output(), home.path()),
+                HasSubstr("✗ 事件紀錄：~/logs 所在的磁碟滿了，事件沒有留下紀錄 → 清出空間\n"));
 }
 
 TEST(Doctor, NamesWhatTheAdministratorAndTheHomeSwitchOff) {

@@ -17,6 +17,7 @@ class SelfCheckTest : public testing::Test {
     int m_searches = 0;
     std::vector<std::string> m_lines;
     std::vector<std::string> m_notes;
+    bool m_isKept = true;
     std::optional<SelfCheck> m_check;
 
     void start(std::optional<SelfCheck::Clock::time_point> lastEvent) {
@@ -30,6 +31,7 @@ class SelfCheckTest : public testing::Test {
                                     .note =
                                         [this](const JSONObject& note) {
                                             m_notes.push_back(json::compact(note).value());
+                                            return m_isKept;
                                         },
                                     .now = [this] { return m_now; }},
             [this](const LogMessage& message) { m_lines.emplace_back(message.text); }, lastEvent);
@@ -92,6 +94,19 @@ TEST_F(SelfCheckTest, CountsTheSilenceFromTheLastEventOfAnEarlierRunAndFromNoFut
     start(m_now + 24h);
     pass(25h);
     EXPECT_EQ(m_notes.size(), 1U);
+}
+
+TEST_F(SelfCheckTest, RepeatsANoteThatWasNotKept) {
+    start(std::nullopt);
+    m_isKept = false;
+    m_check->look({{}, 401});
+    m_check->look({{}, 401});
+    m_isKept = true;
+    m_check->look({});
+    m_check->look({});
+    EXPECT_EQ(m_notes.size(), 3U);
+    EXPECT_EQ(m_notes.back(), "{}");
+    EXPECT_EQ(m_lines.size(), 1U);
 }
 
 TEST_F(SelfCheckTest, SaysEachOtherTroubleOnceAndWhenItIsOver) {
