@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "core/Clock.h"
@@ -38,6 +40,25 @@ SelfCheck::SelfCheck(Surroundings surroundings, LogSink log,
       m_started(m_surroundings.now()),
       m_lastEvent(std::min(lastEvent.value_or(m_started), m_started)) {}
 
+// Thousands of processes take longer than the loop may stand still, and the system lets who reads
+// of one wait for as long as it is stuck.
+SelfCheck::Search SelfCheck::searchAside() {
+    std::packaged_task<std::vector<AgentProcess>()> task([] {
+        try {
+            return runningAgents();
+        } catch (const std::exception&) {
+            return std::vector<AgentProcess>();
+        }
+    });
+    Search search = task.get_future();
+    try {
+        std::thread(std::move(task)).detach();
+    } catch (const std::system_error&) { // No thread is to be had: the next time, then.
+        return {};
+    }
+    return search;
+}
+
 void SelfCheck::eventArrived() {
     m_lastEvent = m_surroundings.now();
 }
@@ -71,13 +92,18 @@ void SelfCheck::lookForSilence(Clock::time_point now) {
     if (now - m_lastEvent < longestSilence || now - m_started < settledAfter) {
         m_silentAgents.clear();
         m_lastSearch = {};
+        m_search = {};
         return;
     }
-    if (now >= m_lastSearch && now - m_lastSearch < searchPeriod)
+    const bool isDue = now < m_lastSearch || now - m_lastSearch >= searchPeriod;
+    if (isDue && !m_search.valid()) {
+        m_lastSearch = now;
+        m_search = m_surroundings.agents();
+    }
+    if (!m_search.valid() || m_search.wait_for(0s) != std::future_status::ready)
         return;
-    m_lastSearch = now;
     m_silentAgents.clear();
-    for (const AgentProcess& agent : m_surroundings.agents()) {
+    for (const AgentProcess& agent : m_search.get()) {
         const char* name = agent.agent == AgentProcess::Agent::claude ? "claude" : "codex";
         if (now - agent.started >= settledAfter &&
             std::ranges::find(m_silentAgents, name) == m_silentAgents.end())

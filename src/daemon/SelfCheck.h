@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,9 +26,12 @@ class SelfCheck {
   public:
     using Clock = std::chrono::system_clock;
 
+    /// The agents that run, once they are found.
+    using Search = std::future<std::vector<AgentProcess>>;
+
     /// Where it looks, and whom it tells.
     struct Surroundings {
-        std::function<std::vector<AgentProcess>()> agents = [] { return runningAgents(); };
+        std::function<Search()> agents = searchAside;
         std::function<std::vector<std::string>()> stuckIdleSources = [] {
             return std::vector<std::string>();
         };
@@ -47,10 +51,13 @@ class SelfCheck {
     SelfCheck(Surroundings surroundings, LogSink log, std::optional<Clock::time_point> lastEvent);
 
     void eventArrived();
-    /// To be called every few seconds. Looks for agents only while it matters, every ten minutes.
+    /// To be called every few seconds. Looks for agents only while it matters, every ten minutes,
+    /// and waits for nothing.
     void look(const Observations& observations);
 
   private:
+    [[nodiscard]] static Search searchAside();
+
     struct Trouble {
         std::string_view kind;
         JSONObject details;
@@ -67,6 +74,7 @@ class SelfCheck {
     Clock::time_point m_started;
     Clock::time_point m_lastEvent;
     Clock::time_point m_lastSearch;
+    Search m_search; // While it goes on.
     std::vector<std::string> m_silentAgents;
     JSONObject m_note;
     bool m_isKept = true;

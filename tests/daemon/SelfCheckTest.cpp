@@ -15,6 +15,7 @@ class SelfCheckTest : public testing::Test {
     std::vector<AgentProcess> m_agents;
     std::vector<std::string> m_stuck;
     int m_searches = 0;
+    std::optional<std::promise<std::vector<AgentProcess>>> m_slowSearch;
     std::vector<std::string> m_lines;
     std::vector<std::string> m_notes;
     bool m_isKept = true;
@@ -25,7 +26,11 @@ class SelfCheckTest : public testing::Test {
             SelfCheck::Surroundings{.agents =
                                         [this] {
                                             ++m_searches;
-                                            return m_agents;
+                                            if (m_slowSearch)
+                                                return m_slowSearch->get_future();
+                                            std::promise<std::vector<AgentProcess>> found;
+                                            found.set_value(m_agents);
+                                            return found.get_future();
                                         },
                                     .stuckIdleSources = [this] { return m_stuck; },
                                     .note =
@@ -94,6 +99,18 @@ TEST_F(SelfCheckTest, CountsTheSilenceFromTheLastEventOfAnEarlierRunAndFromNoFut
     start(m_now + 24h);
     pass(25h);
     EXPECT_EQ(m_notes.size(), 1U);
+}
+
+TEST_F(SelfCheckTest, DoesNotWaitForASearchAndDoesNotBeginASecond) {
+    start(m_now - 30h);
+    runs(AgentProcess::Agent::claude);
+    m_slowSearch.emplace();
+    pass(3h);
+    EXPECT_EQ(m_searches, 1);
+    EXPECT_THAT(m_notes, IsEmpty());
+    m_slowSearch->set_value(m_agents);
+    m_check->look({});
+    EXPECT_THAT(m_notes, ElementsAre(testing::HasSubstr("hookSilence")));
 }
 
 TEST_F(SelfCheckTest, RepeatsANoteThatWasNotKept) {
