@@ -221,6 +221,7 @@ void AppcastUpdateController::downloadFinished(const std::filesystem::path& file
     done.file = file.string();
     show(done);
     finish();
+    m_environment.showFile(file);
 }
 
 void AppcastUpdateController::dismiss() {

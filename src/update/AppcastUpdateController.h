@@ -38,7 +38,8 @@ class AppcastUpdateController final : public UpdateController {
         std::function<std::filesystem::path()> downloadsFolder{};
         /// Called when the first window is needed.
         std::function<std::unique_ptr<UpdateDialog>()> makeDialog{};
-        /// Shows a file in its folder.
+        /// Shows a file in its folder: every downloaded one at once, and when the person asks
+        /// again.
         std::function<void(const std::filesystem::path& file)> showFile{};
         Scheduler* scheduler = nullptr; ///< always there, and longer than the controller
         LogSink log = logging::writeToStandardOutput;

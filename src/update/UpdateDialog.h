@@ -12,7 +12,7 @@ class UpdateDialog {
         std::function<void()> download;
         /// Cancels what is under way; once nothing is, puts the window away.
         std::function<void()> dismiss;
-        /// Shows the file in the file manager.
+        /// Shows the file in the file manager, as was done when it arrived.
         std::function<void()> showFile;
         /// The window came to the front by the person's doing.
         std::function<void()> attention;

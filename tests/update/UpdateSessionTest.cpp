@@ -6,6 +6,7 @@
 #include <sys/file.h>
 
 #include "platform/QtScheduler.h"
+#include "update/SignatureCheck.h"
 
 #include "support/FileSizeLimit.h"
 #include "support/Process.h"
@@ -98,6 +99,8 @@ TEST_F(UpdateSession, BringsTheReleaseIntoTheDownloadsFolder) {
     EXPECT_THAT(namesIn(downloads), ElementsAre(".tamsell-update-other.part", "tamsell_1.2 (1).deb",
                                                 "tamsell_1.2.deb"));
     EXPECT_EQ(contentOf(downloads / "tamsell_1.2.deb"), "another one");
+    EXPECT_EQ(shown, file) << "without another click";
+    shown.clear();
     window.clicks.showFile();
     EXPECT_EQ(shown, file);
     EXPECT_THAT(log, ElementsAre(foundLine));
@@ -312,6 +315,33 @@ TEST_F(UpdateSession, CanBeCancelledAtEveryPoint) {
     ASSERT_TRUE(eventuallyShows(Phase::verifying));
     updater.reset();
     EXPECT_THAT(namesIn(downloads), IsEmpty()) << "nor is quitting";
+}
+
+TEST_F(UpdateSession, AFileThatCannotBeReadIsNoEndOfTheProgram) {
+    const std::string path = directory.put("release", "the package").string();
+    ed25519::PublicKey point;
+    std::ranges::copy(key.publicKey(), point.begin());
+    ed25519::Signature signature;
+    std::ranges::copy(key.sign("the package"), signature.begin());
+    using Verdict = SignatureCheck::Verdict;
+    const struct {
+        int access;
+        std::size_t size;
+        Verdict verdict;
+        const char* says;
+    } cases[] = {{O_RDONLY, 11, Verdict::valid, ""},
+                 {O_RDONLY, 3, Verdict::invalid, ""},
+                 {O_RDONLY, 8192, Verdict::impossible, "read: Input/output error"},
+                 {O_WRONLY, 11, Verdict::impossible, "read: Bad file descriptor"}};
+    for (const auto& [access, size, verdict, says] : cases) {
+        std::optional<SignatureCheck::Result> result;
+        const SignatureCheck check(Descriptor(::open(path.c_str(), access | O_CLOEXEC)), size,
+                                   point, signature,
+                                   [&](const SignatureCheck::Result& judged) { result = judged; });
+        ASSERT_TRUE(eventually([&] { return result.has_value(); }));
+        EXPECT_EQ(result->verdict, verdict) << size;
+        EXPECT_EQ(result->reason, says);
+    }
 }
 
 TEST_F(UpdateSession, ChecksNothingWithoutAFeed) {
