@@ -16,9 +16,10 @@ import sys
 import tempfile
 import xml.etree.ElementTree as ET
 
-# What the program reads at most (src/update/Appcast.h, ReleaseNotes.h).
+# What the program reads at most (src/update/Appcast.h, ReleaseNotes.h, Download.h).
 MAXIMUM_FEED = 1 << 20
 MAXIMUM_NOTES = 64 << 10
+MAXIMUM_FILE = 512 << 20
 # The element and attribute names are known by their local part; this only keeps them apart from RSS.
 NAME_SPACE = "urn:tamsell:releases"
 # SubjectPublicKeyInfo of an Ed25519 key (RFC 8410 section 4), in front of the key's 32 bytes.
@@ -78,12 +79,17 @@ def qualified(name):
 
 
 def new_item(options):
-    if not re.fullmatch(r"[0-9A-Za-z][0-9A-Za-z.+~_-]{0,63}", options.version):
-        raise Refused("--version: letters, digits and . + ~ _ - only, at most 64")
+    if not re.fullmatch(r"v?[0-9][0-9A-Za-z.+~_-]{0,62}", options.version):
+        raise Refused("--version: a digit, then letters, digits and . + ~ _ - only, at most 63")
     size = options.file.stat().st_size
-    if size == 0:
-        raise Refused(f"{options.file}: is empty")
+    if not 0 < size <= MAXIMUM_FILE:
+        raise Refused(f"{options.file}: has {size} bytes, not 1 to {MAXIMUM_FILE}")
+    # No program goes anywhere else; "a:b" would be a scheme, too.
+    if not re.fullmatch(r"https://[^/@\s\\]+/\S+|[^:\s]+", options.url):
+        raise Refused("--url: is neither https://HOST/… nor relative to the feed")
     display = checked("--display", options.display or options.version, 64)
+    if len(display.splitlines()) != 1:
+        raise Refused("--display: is more than one line")
     item = ET.Element("item")
     ET.SubElement(item, "title").text = display
     ET.SubElement(item, "pubDate").text = email.utils.formatdate(usegmt=True)

@@ -6,6 +6,7 @@
 
 #include "core/Base64.h"
 #include "update/Appcast.h"
+#include "update/Download.h"
 
 #include "support/Process.h"
 #include "support/TemporaryDirectory.h"
@@ -82,15 +83,22 @@ TEST_F(SignRelease, ARefusalWritesNothing) {
     EXPECT_EQ(contentOf(feed), "<rss>");
     EXPECT_EQ(runItem(file, "1", {"--feed", newFeed, "--notes", bell}), 1) << "what no XML can say";
     EXPECT_EQ(runItem((directory / "none").string(), "1", {"--feed", newFeed}), 1);
-    EXPECT_EQ(runItem(file, "1 2", {"--feed", newFeed}), 1);
+    const std::string large = directory.put("large.deb", "x").string();
+    std::filesystem::resize_file(large, Download::maximumSize + 1);
+    EXPECT_EQ(runItem(large, "1", {"--feed", newFeed}), 1) << "what nobody downloads";
+    for (const char* version : {"1 2", "latest"})
+        EXPECT_EQ(runItem(file, version, {"--feed", newFeed}), 1) << version;
+    for (const char* url : {"http://a.test/x", "file:///x", "https://me@a.test/x", "a b"})
+        EXPECT_EQ(runItem(file, "1", {"--feed", newFeed, "--url", url}), 1) << url;
+    EXPECT_EQ(runItem(file, "1", {"--feed", newFeed, "--display", "1\n2"}), 1);
     ASSERT_EQ(runItem(file, "1", {"--feed", newFeed}), 0);
     const std::string before = contentOf(newFeed);
     EXPECT_EQ(runItem(file, "1", {"--feed", newFeed}), 1) << "the same version twice";
     EXPECT_EQ(contentOf(newFeed), before);
     std::filesystem::permissions(key, std::filesystem::perms(0644));
     EXPECT_EQ(runItem(file, "2", {"--feed", newFeed}), 1) << "with a key that everybody reads";
-    EXPECT_THAT(namesIn(directory.path()),
-                ElementsAre("bell.txt", "feed.xml", "key.pem", "new.xml", "tamsell.deb"));
+    EXPECT_THAT(namesIn(directory.path()), ElementsAre("bell.txt", "feed.xml", "key.pem",
+                                                       "large.deb", "new.xml", "tamsell.deb"));
 }
 
 } // namespace
