@@ -50,7 +50,10 @@ std::string sanitised(std::string_view suggested, std::string_view version) {
         name = "tamsell-" + cleaned(version);
     const std::string extension = name.substr(extensionOf(name));
     const std::string_view stem = std::string_view(name).substr(0, name.size() - extension.size());
-    return std::string(text::prefix(stem, maximumSize, maximumSize - extension.size())) + extension;
+    // Where it is cut there may be a blank.
+    return std::string(
+               text::trimmed(text::prefix(stem, maximumSize, maximumSize - extension.size()))) +
+           extension;
 }
 
 std::string numbered(std::string_view name, int number) {

@@ -83,7 +83,10 @@ fs::path PartialFile::publish(std::string_view name) {
             fail(path);
         path = m_folder / downloadname::numbered(name, number);
     }
-    if (::fchmod(m_file.number(), 0644) != 0 || ::rename(m_path.c_str(), path.c_str()) != 0) {
+    // File systems without modes of their own (FAT) may refuse it, and have everybody read it
+    // anyway.
+    (void)::fchmod(m_file.number(), 0644);
+    if (::rename(m_path.c_str(), path.c_str()) != 0) {
         const int error = std::exchange(errno, 0);
         ::unlink(path.c_str());
         errno = error;

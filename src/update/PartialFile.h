@@ -18,8 +18,8 @@ class PartialFile {
     void append(std::string_view bytes);
     /// The same open file, readable.
     [[nodiscard]] Descriptor duplicate() const;
-    /// Gives it a name (mode 0644) that nothing in the folder has: this one, or a numbered one.
-    /// Once, and the last thing that is done with it.
+    /// Gives it a name (mode 0644, where the file system has modes) that nothing in the folder has:
+    /// this one, or a numbered one. Once, and the last thing that is done with it.
     [[nodiscard]] std::filesystem::path publish(std::string_view name);
 
   private:

@@ -29,6 +29,7 @@ TEST(DownloadName, ShowsWhatItIsAndStaysInItsFolder) {
         {"%2F%2F", "tamsell-1.2_.."},
         {"%2E.", "tamsell-1.2_.."},
         {xs, xs.substr(0, 200)},
+        {xs.substr(0, 199) + "%20" + xs, xs.substr(0, 199)},
     };
     for (const auto& [segment, expected] : cases)
         EXPECT_EQ(name(segment), expected) << segment;
