@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -143,6 +144,15 @@ Findings checkMembers(const JSONObject& members) {
     return findings;
 }
 
+// Settings that were kept long before the file was last written may bring back a relay or a phone
+// that was removed since; that is for the person to decide.
+bool isOfThisDamage(const fs::path& lastGood, const fs::path& damaged) {
+    std::error_code error;
+    const auto kept = fs::last_write_time(lastGood, error);
+    const auto written = error ? kept : fs::last_write_time(damaged, error);
+    return !error && written - kept <= std::chrono::minutes(1);
+}
+
 Finding stateFinding(const ConfigFile& file, const fs::path& path, bool hasLastGood) {
     const std::string subject = localized("設定檔");
     const std::string repair = hasLastGood
@@ -162,7 +172,8 @@ Finding stateFinding(const ConfigFile& file, const fs::path& path, bool hasLastG
             return {Level::problem, subject,
                     localized("%@ 不是設定檔：%@", {shown(path), file.error.message()}), repair};
         return {Level::problem, subject, localized("%@ 不是 JSON 物件", {shown(path)}), repair,
-                hasLastGood ? Mend::restoreConfig : Mend::none};
+                isOfThisDamage(path.string() + ".last-good", path) ? Mend::restoreConfig
+                                                                   : Mend::none};
     case ConfigFile::State::object:
         break;
     }

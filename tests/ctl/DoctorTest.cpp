@@ -146,6 +146,12 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
              home.put("config.json.last-good", "{}");
          },
          "✗ 設定檔：~/config.json 不是 JSON 物件 → tamsellctl doctor --restore", AfterFix::isGone},
+        {[](const auto& home) {
+             const auto kept = home.put("config.json.last-good", "{}");
+             fs::last_write_time(kept, fs::last_write_time(kept) - std::chrono::hours(1));
+             atomicfile::write(home / "config.json", "[]");
+         },
+         "✗ 設定檔：~/config.json 不是 JSON 物件 → tamsellctl doctor --restore"},
         {[](const auto& home) { home.put("config.json.last-good", "{}"); },
          "– 設定檔：曾經損壞過，之前的設定留在 ~/config.json.last-good → 用 tamsellctl doctor "
          "--restore 還原，或刪除該檔"},
