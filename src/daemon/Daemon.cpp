@@ -329,8 +329,12 @@ std::optional<RelayClient::LiveInvite> Daemon::currentInvite() {
                         m_invite->expires > std::chrono::system_clock::now() + inviteMargin &&
                         m_environment.relay->inviteIsLive(*m_invite);
     if (!serves)
-        m_invite = m_environment.relay->makeInvite();
+        renewInvite();
     return m_invite;
+}
+
+void Daemon::renewInvite() {
+    m_invite = m_environment.relay->makeInvite();
 }
 
 void Daemon::testPush() {

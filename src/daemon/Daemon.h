@@ -68,6 +68,8 @@ class Daemon final : public QObject {
     [[nodiscard]] const PendingItems& pending() const { return m_pending; }
     [[nodiscard]] const ServerState& serverState() const { return m_serverState; }
     [[nodiscard]] bool away() const { return m_away; }
+    /// The last invite, expired or not; nothing before the first and after a phone has taken it.
+    [[nodiscard]] const std::optional<RelayClient::LiveInvite>& invite() const { return m_invite; }
     /// Grows whenever the relay client reports a change.
     [[nodiscard]] int relayRevision() const { return m_relayRevision; }
     [[nodiscard]] RelayClient& relay() { return *m_environment.relay; }
@@ -117,6 +119,8 @@ class Daemon final : public QObject {
     /// The invite to show: the last one while it lives for more than five seconds, else a new one;
     /// nothing when none can be made.
     [[nodiscard]] std::optional<RelayClient::LiveInvite> currentInvite();
+    /// Puts a new invite in the place of the last, which goes on to live until it expires.
+    void renewInvite();
     /// Returns at once; the outcome is read with `testPushResult`.
     void testPush();
     /// Nothing while the relay's report on a push of `sentAt` may still come.
