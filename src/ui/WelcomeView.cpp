@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <tuple>
 
 #include <QCoreApplication>
 #include <QScreen>
@@ -116,7 +117,7 @@ WelcomeFacts WelcomeView::facts() const {
     facts.server = daemon.serverState();
     if (const auto relay = daemon.config().relay())
         facts.pairedPhones = relay->devices.size();
-    facts.invite = m_invite;
+    facts.invite = daemon.invite();
     facts.isConnected = daemon.relay().connected();
     facts.idleMinutes = daemon.config().number("idleMinutes");
     facts.isCheckingCodex = m_codexCheck != nullptr;
@@ -158,7 +159,7 @@ void WelcomeView::tick() {
     Daemon& daemon = m_environment.daemon;
     // A code is always on show while the first phone is awaited.
     if (const auto relay = daemon.config().relay(); relay && relay->devices.empty())
-        m_invite = daemon.currentInvite();
+        std::ignore = daemon.currentInvite();
     if (m_testSentAt) {
         if (const auto result = daemon.testPushResult(*m_testSentAt)) {
             m_testResult = QString::fromStdString(result->text);

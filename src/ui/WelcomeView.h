@@ -81,7 +81,6 @@ class WelcomeView final : public QWidget {
     std::optional<Hooks::Status> m_hooks; ///< read when it is first needed
     std::optional<Hooks::CodexTrust> m_codexTrust;
     std::unique_ptr<CodexTrustCheck> m_codexCheck; ///< while it runs
-    std::optional<LiveInvite> m_invite;
     bool m_launchAtLogin = false;
     std::optional<std::chrono::system_clock::time_point>
         m_testSentAt; ///< while a result is awaited
