@@ -1,6 +1,5 @@
 #include "ui/Confirmation.h"
 
-#include <QFocusFrame>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QPainter>
@@ -68,8 +67,6 @@ void Confirmation::ask(const QString& title, const QString& message, const QStri
     show();
     raise();
     m_cancel->setFocus(Qt::TabFocusReason);
-    if (auto* ring = parentWidget()->findChild<QFocusFrame*>())
-        ring->raise();
 }
 
 void Confirmation::finish() {

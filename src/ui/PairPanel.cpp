@@ -215,14 +215,10 @@ void PairPanel::show(const PairState& state) {
         m_relayURL->setText(parts::visibleName(state.relayURL));
         m_relayURL->setToolTip(m_relayURL->text().toHtmlEscaped());
     }
-    showConfirmation(state);
     // Qt would hand the focus of what is gone to the next button.
-    if (!begins && hadForm == state.setUp.has_value())
-        return;
-    if (state.setUp)
-        m_field->setFocus();
-    else
-        setFocus();
+    if (begins || hadForm != state.setUp.has_value())
+        (state.setUp ? static_cast<QWidget*>(m_field) : this)->setFocus();
+    showConfirmation(state);
 }
 
 void PairPanel::showCode(const PairState& state) {

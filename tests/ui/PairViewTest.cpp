@@ -7,6 +7,7 @@
 
 #include "daemon/DaemonFixture.h"
 #include "platform/ChildProcess.h"
+#include "ui/FocusRing.h"
 #include "ui/Marks.h"
 #include "ui/Texts.h"
 
@@ -151,6 +152,7 @@ TEST_F(PairViewTest, RemovesAndResetsOnlyWhenConfirmed) {
         click(remove);
         EXPECT_TRUE(shows("confirmation"));
         EXPECT_TRUE(find("cancel")->hasFocus());
+        EXPECT_TRUE(m_view->findChild<FocusRing*>()->isVisible());
     };
     auto* const name = find<QLabel>("name");
     EXPECT_EQ(utf8(name->text()), "phone [U+202E]0") << "what hides is marked";
