@@ -59,9 +59,7 @@ Finding checkAgent(const std::string& agent, const fs::path& path, const std::st
             other && count == static_cast<int>(events.size()))
             return {Level::problem, agent,
                     localized("還有別的 Tamsell hook：%@", {text::visible(*other)}),
-                    unlessShared(localized("先執行 tamsellctl hooks remove，再執行 %@",
-                                           {std::string(install)})),
-                    Mend::hooksAnew};
+                    unlessShared("tamsellctl doctor --fix"), Mend::hooksAnew};
         if (count == static_cast<int>(events.size()))
             return {Level::good, agent, localized("hooks %@（%@）", {share, shown(path)}), ""};
         if (count == 0)
@@ -95,10 +93,9 @@ Findings checkHooks(const Context& context) {
                                       Hooks::codexEvents()));
     if (status.legacy)
         // Entries that are complete are left alone by an installation.
-        findings.push_back(
-            {Level::problem, localized("舊版"), localized("agent 的設定裡還有舊版的 hooks"),
-             localized("先執行 tamsellctl hooks remove，再執行 %@", {std::string(install)}),
-             Mend::hooksAnew});
+        findings.push_back({Level::problem, localized("舊版"),
+                            localized("agent 的設定裡還有舊版的 hooks"), "tamsellctl doctor --fix",
+                            Mend::hooksAnew});
     return findings;
 }
 

@@ -19,6 +19,8 @@ constexpr auto searchPeriod = 10min;
 
 constexpr int clientErrors = 400;
 constexpr int serverErrors = 500;
+constexpr int requestTimeout = 408;
+constexpr int tooManyRequests = 429;
 
 JSONArray arrayOf(const std::vector<std::string>& texts) {
     return JSONArray(texts.begin(), texts.end());
@@ -132,9 +134,10 @@ std::vector<SelfCheck::Trouble> SelfCheck::standing(const Observations& observat
              {{"error", observations.eventsLog.message()}},
              "tamsell: cannot write the events log: " + observations.eventsLog.message(),
              now});
-    // Other refusals are a relay, or its proxy, in trouble of its own.
+    // Other refusals are a relay, or its proxy, in trouble of its own, or in a hurry.
     const int status = observations.relayRefusal.value_or(0);
-    if (status >= clientErrors && status < serverErrors)
+    if (status >= clientErrors && status < serverErrors && status != requestTimeout &&
+        status != tooManyRequests)
         troubles.push_back(
             {"relayRefusal",
              {{"status", status}},

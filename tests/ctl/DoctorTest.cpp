@@ -186,8 +186,7 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
              replaceIn(home / "claude/settings.json", R"("Stop": [)",
                        R"("Stop": [{"hooks": [{"command": "/old/tamsell-hook"}]},)");
          },
-         "✗ Claude Code：還有別的 Tamsell hook：/old/tamsell-hook → 先執行 tamsellctl hooks "
-         "remove，再執行 tamsellctl hooks install",
+         "✗ Claude Code：還有別的 Tamsell hook：/old/tamsell-hook → tamsellctl doctor --fix",
          AfterFix::isGone},
         {claude("{,}"), "✗ Claude Code：~/claude/settings.json 不是有效的 JSON，或巢狀太深 → "
                         "修正該檔後執行 tamsellctl hooks install"},
@@ -197,10 +196,7 @@ TEST(Doctor, NamesWhatIsBrokenAndTheRemedy) {
              replaceIn(home / "codex/hooks.json", R"("hooks": {)",
                        R"("hooks": {"Other": [{"hooks": [{"command": "~/.zel/zel-hook"}]}],)");
          },
-         "✗ 舊版：agent 的設定裡還有舊版的 hooks → 先執行 tamsellctl hooks remove，再執行 "
-         "tamsellctl hooks "
-         "install",
-         AfterFix::isGone},
+         "✗ 舊版：agent 的設定裡還有舊版的 hooks → tamsellctl doctor --fix", AfterFix::isGone},
         {[](const auto& home) { setMode(home / "logs", 0750); },
          "✗ 紀錄資料夾：其他使用者可以讀 ~/logs → chmod go-rwx '~/logs'", AfterFix::isGone},
         {[](const auto& home) {

@@ -137,7 +137,7 @@ TEST_F(SelfCheckTest, SaysEachOtherTroubleOnceAndWhenItIsOver) {
     }
     m_stuck.clear();
     m_check->look({{}, 403});
-    for (const int notOurFault : {101, 302, 500, 503})
+    for (const int notOurFault : {101, 302, 408, 429, 500, 503})
         m_check->look({{}, notOurFault});
     EXPECT_THAT(
         m_notes,
