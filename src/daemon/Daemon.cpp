@@ -95,11 +95,13 @@ void Daemon::startServer() {
         });
 }
 
+void Daemon::retryServer() {
+    m_server.stop();
+    startServer();
+}
+
 void Daemon::restartServer() {
-    QTimer::singleShot(restartDelay, Qt::PreciseTimer, this, [this] {
-        m_server.stop();
-        startServer();
-    });
+    QTimer::singleShot(restartDelay, Qt::PreciseTimer, this, &Daemon::retryServer);
 }
 
 void Daemon::serverChanged(const std::optional<HTTPServer::Failure>& failure) {

@@ -97,7 +97,9 @@ class Daemon final : public QObject {
 
     /// Starts to listen as configured; the outcome comes later, as `serverState`.
     void startServer();
-    /// After one second stops the server and starts it.
+    /// Stops the server and starts it.
+    void retryServer();
+    /// The same after one second.
     void restartServer();
 
     /// Sends the snapshot to every event stream and lets the relay client push it. With nobody
