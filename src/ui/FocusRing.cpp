@@ -4,12 +4,39 @@
 #include <QFocusEvent>
 #include <QLineEdit>
 #include <QPainter>
+#include <QProxyStyle>
 
 #include "ui/Theme.h"
 
 using namespace theme;
 
+namespace {
+
+// How far the ring lies outside of what it goes around.
+class Outside final : public QProxyStyle {
+  public:
+    [[nodiscard]] int pixelMetric(PixelMetric metric, const QStyleOption* option,
+                                  const QWidget* widget) const override {
+        if (metric == PM_FocusFrameHMargin || metric == PM_FocusFrameVMargin)
+            return metrics::focusGap + metrics::focusWidth;
+        return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+    // Below, the button's parent would cut it off.
+    [[nodiscard]] int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                                QStyleHintReturn* data) const override {
+        return hint == SH_FocusFrame_AboveWidget
+                   ? 1
+                   : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+};
+
+} // namespace
+
 FocusRing::FocusRing(QWidget* window) : QFocusFrame(window), m_window(window) {
+    auto* style = new Outside;
+    style->setParent(this);
+    setStyle(style);
+    hide(); // Until it goes around something.
     qApp->installEventFilter(this);
 }
 

@@ -103,7 +103,8 @@ MenuPanel::Notice MenuPanel::addNotice(const char* name, const char* titleLook) 
     column->addLayout(title);
     notice.text = new ParagraphLabel(Style::caption, QStringLiteral("secondary"), notice.widget);
     column->addWidget(notice.text);
-    notice.button = button::make({}, button::Look::standard, "mend", notice.widget);
+    notice.button = button::make({}, button::Look::standard, "", notice.widget);
+    notice.button->setObjectName(QLatin1String(name) + QStringLiteral("Button"));
     column->addWidget(notice.button);
     m_parts->addWidget(notice.widget);
     return notice;
@@ -178,14 +179,16 @@ void MenuPanel::addCommands() {
 }
 
 void MenuPanel::show(const MenuState& state) {
+    // A choice that was refused goes back, though nothing has changed.
+    m_modes->setChoice(
+        static_cast<int>(std::ranges::find(allAwayModes, state.mode) - allAwayModes.begin()));
+    m_launchAtLogin->setShown(state.launchAtLogin);
     if (m_state == state)
         return;
     m_state = state;
     m_status->setText(state.status);
     m_mark->set(colorOf(state.mark), state.status);
     showNotices(state);
-    m_modes->setChoice(
-        static_cast<int>(std::ranges::find(allAwayModes, state.mode) - allAwayModes.begin()));
     m_modeDescription->setText(state.modeDescription);
     showPending(state);
     showSessions(state);
@@ -284,7 +287,6 @@ void MenuPanel::showCommands(const MenuState& state) {
     m_pair->setText(state.pairButton);
     m_update->setText(state.updateButton.value_or(QString()));
     m_update->setVisible(state.updateButton.has_value());
-    m_launchAtLogin->setShown(state.launchAtLogin);
     m_checkForUpdates->setVisible(state.showsUpdateCheck);
     m_checkForUpdates->setEnabled(state.enablesUpdateCheck);
     m_removeHooks->setVisible(state.offersHookRemoval);

@@ -195,9 +195,8 @@ TEST_F(MenuPanelTest, SaysWhatWasClicked) {
     QObject::connect(&m_panel, &MenuPanel::recheckClicked, &m_panel, note("recheck"));
     m_facts.server = {ServerState::Phase::failed, "m"};
     show({});
-    const auto mend = [&](const char* block) {
-        click(m_panel.findChild<QWidget*>(QLatin1String(block))
-                  ->findChild<QPushButton*>(QStringLiteral("mend")));
+    const auto mend = [&](const char* notice) {
+        click(m_panel.findChild<QPushButton*>(QLatin1String(notice) + QStringLiteral("Button")));
     };
     mend("failure");
     mend("warning");

@@ -1,0 +1,155 @@
+#include "ui/MenuView.h"
+
+#include <filesystem>
+
+#include "hooks/Takeover.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto trustTimeout = 8s;
+// Events come in bursts; the panel shows what they have led to.
+constexpr auto drawingPause = 30ms;
+
+} // namespace
+
+MenuView::MenuView(Environment environment)
+    : m_environment(std::move(environment)),
+      m_panel(m_environment.scheduler),
+      m_hooks(m_environment.hooks.status()),
+      m_launchAtLogin(m_environment.launchesAtLogin()) {
+    connect(&m_environment.daemon, &Daemon::changed, this, &MenuView::drawSoon);
+    if (m_environment.updater)
+        connect(m_environment.updater, &Updater::availableChanged, this, &MenuView::drawSoon);
+    connectPanel();
+    draw();
+}
+
+MenuView::~MenuView() = default;
+
+void MenuView::connectPanel() {
+    Daemon& daemon = m_environment.daemon;
+    connect(&m_panel, &MenuPanel::answered, this,
+            [&daemon](const QString& id, const JSONObject& answer) {
+                try {
+                    daemon.answer(id.toStdString(), answer);
+                } catch (const DaemonError&) { // NOLINT(bugprone-empty-catch): the row goes anyway
+                }
+            });
+    connect(&m_panel, &MenuPanel::modeChosen, this,
+            [&daemon](AwayMode mode) { daemon.setMode(mode); });
+    connect(&m_panel, &MenuPanel::retryClicked, this, [&daemon] { daemon.retryServer(); });
+    connect(&m_panel, &MenuPanel::takeOverClicked, this, &MenuView::takeOver);
+    connect(&m_panel, &MenuPanel::recheckClicked, this, &MenuView::refresh);
+    connect(&m_panel, &MenuPanel::installClicked, this, [this] {
+        attempt([this] { m_environment.hooks.install(); });
+        refresh();
+    });
+    connect(&m_panel, &MenuPanel::removeHooksClicked, this, [this] {
+        attempt([this] { m_environment.hooks.removeEntries(); });
+        refresh();
+    });
+    connect(&m_panel, &MenuPanel::launchAtLoginChosen, this, [this](bool on) {
+        attempt([this, on] { m_environment.setLaunchAtLogin(on); });
+        m_launchAtLogin = m_environment.launchesAtLogin();
+        draw();
+    });
+    connect(&m_panel, &MenuPanel::pairClicked, this, m_environment.openPairing);
+    connect(&m_panel, &MenuPanel::guideClicked, this, m_environment.showSetupGuide);
+    connect(&m_panel, &MenuPanel::updateClicked, this, &MenuView::checkForUpdates);
+    connect(&m_panel, &MenuPanel::quitClicked, this, m_environment.quit);
+}
+
+void MenuView::attempt(const std::function<void()>& action) {
+    try {
+        action();
+        m_error.reset();
+    } catch (const std::exception& failure) {
+        m_error = QString::fromUtf8(failure.what());
+    }
+}
+
+void MenuView::takeOver() {
+    const auto failure = ::takeOver(
+        m_environment.legacyDaemon, m_environment.hooks,
+        [this] {
+            m_error.reset();
+            m_environment.daemon.restartServer();
+        },
+        [this] { refresh(); });
+    if (failure)
+        m_error = QString::fromStdString(*failure);
+    draw();
+}
+
+void MenuView::checkForUpdates() {
+    if (m_environment.updater)
+        m_environment.updater->checkForUpdates();
+}
+
+void MenuView::appeared() {
+    m_panel.disarm();
+    refresh();
+}
+
+bool MenuView::hasCodex() const {
+    std::error_code error;
+    return std::filesystem::is_directory(m_environment.locations.codexHome, error);
+}
+
+void MenuView::refresh() {
+    m_hooks = m_environment.hooks.status();
+    m_launchAtLogin = m_environment.launchesAtLogin();
+    if (hasCodex())
+        m_trustCheck = std::make_unique<CodexTrustCheck>(
+            m_environment.findCodex(), m_environment.locations.home, trustTimeout,
+            [this](const std::optional<Hooks::CodexTrust>& trust) {
+                m_codexTrust = trust;
+                draw();
+            },
+            m_environment.descriptorLimit);
+    draw();
+}
+
+MenuFacts MenuView::facts() const {
+    Daemon& daemon = m_environment.daemon;
+    MenuFacts facts;
+    if (const auto relay = daemon.config().relay())
+        facts.pairedPhones = relay->devices.size();
+    facts.isConnected = daemon.relay().connected();
+    facts.phonesOnline = daemon.relay().online().size();
+    facts.server = daemon.serverState();
+    facts.mode = daemon.config().mode();
+    facts.isAway = daemon.away();
+    facts.idleMinutes = daemon.config().number("idleMinutes");
+    facts.pending.assign(daemon.pending().begin(), daemon.pending().end());
+    for (const auto& [id, session] : daemon.activity().sessions())
+        facts.sessions.push_back(session);
+    facts.hooks = m_hooks;
+    facts.hasCodex = hasCodex();
+    facts.codexTrust = m_codexTrust;
+    facts.hasLegacyDaemon = m_environment.legacyDaemon.legacyAgentInstalled();
+    facts.error = m_error;
+    facts.launchAtLogin = m_launchAtLogin;
+    if (const Updater* updater = m_environment.updater; updater && updater->hasController()) {
+        facts.updater =
+            updater->canCheckForUpdates() ? MenuFacts::Updater::ready : MenuFacts::Updater::busy;
+        if (updater->available())
+            facts.availableVersion = QString::fromStdString(*updater->available());
+    }
+    return facts;
+}
+
+void MenuView::drawSoon() {
+    if (m_drawing || !m_panel.isVisible())
+        return;
+    m_drawing = m_environment.scheduler.after(drawingPause, [this] {
+        m_drawing.reset();
+        draw();
+    });
+}
+
+void MenuView::draw() {
+    m_panel.show(MenuState::of(facts()));
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QObject>
+
+#include "core/Locations.h"
+#include "daemon/Daemon.h"
+#include "hooks/CodexTrust.h"
+#include "hooks/Hooks.h"
+#include "hooks/LegacyDaemon.h"
+#include "platform/Scheduler.h"
+#include "ui/MenuPanel.h"
+#include "ui/MenuState.h"
+#include "update/Updater.h"
+
+/// The panel with its few fields of its own: reads everything else from the daemon and the agents'
+/// files, and does what is clicked.
+///
+/// It looks at the agents' files and asks Codex when it appears and after what changes them. While
+/// it is not to be seen it computes and draws nothing.
+class MenuView final : public QObject {
+    Q_OBJECT
+
+  public:
+    /// What the panel reaches; all of it outlives the panel.
+    struct Environment {
+        Daemon& daemon;
+        const Hooks& hooks;
+        const LegacyDaemon& legacyDaemon;
+        Scheduler& scheduler;
+        Locations locations;
+        std::function<std::optional<std::filesystem::path>()> findCodex;
+        std::optional<DescriptorLimit> descriptorLimit{}; ///< for Codex
+        Updater* updater = nullptr;                       ///< where there is one
+        std::function<bool()> launchesAtLogin = [] { return false; };
+        /// May throw.
+        std::function<void(bool)> setLaunchAtLogin = [](bool) {};
+        std::function<void()> openPairing = [] {};
+        std::function<void()> showSetupGuide = [] {};
+        std::function<void()> quit = [] {};
+    };
+
+    explicit MenuView(Environment environment);
+    ~MenuView() override;
+
+    [[nodiscard]] MenuPanel& panel() { return m_panel; }
+    /// The panel has been opened, anew as well.
+    void appeared();
+    /// Looks at what others may have changed.
+    void refresh();
+
+  private:
+    [[nodiscard]] MenuFacts facts() const;
+    [[nodiscard]] bool hasCodex() const;
+    void draw();
+    void drawSoon();
+    void connectPanel();
+    /// Runs an action that may fail; its failure stands in the panel until one goes well.
+    void attempt(const std::function<void()>& action);
+    void takeOver();
+    void checkForUpdates();
+
+    const Environment m_environment;
+    MenuPanel m_panel;
+    Hooks::Status m_hooks;
+    std::optional<Hooks::CodexTrust> m_codexTrust;
+    std::optional<QString> m_error;
+    bool m_launchAtLogin = false;
+    std::unique_ptr<CodexTrustCheck> m_trustCheck;
+    std::unique_ptr<Scheduler::Timer> m_drawing;
+};
