@@ -1,12 +1,7 @@
-#include <cstdio>
-#include <filesystem>
-
-#include <QApplication>
 #include <QLayout>
-#include <QPalette>
-#include <QPixmap>
 
 #include "support/Eventually.h"
+#include "ui/Shots.h"
 #include "ui/Theme.h"
 #include "ui/WelcomePanel.h"
 
@@ -66,40 +61,20 @@ std::vector<Shot> shots() {
             {"7-no-agent", none}};
 }
 
-QPalette paletteOf(bool isDark) {
-    return isDark ? QPalette(QColor(0x30, 0x30, 0x30)) : QPalette(QColor(0xF0, 0xF0, 0xF0));
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_SCALE_FACTOR", "2");
-    const QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: guide-shots DIRECTORY\n");
-        return 2;
-    }
-    const std::filesystem::path directory = argv[1];
-    std::filesystem::create_directories(directory);
-    for (const bool isDark : {false, true}) {
-        QApplication::setPalette(paletteOf(isDark));
-        for (const auto& [name, facts] : shots()) {
-            WelcomePanel panel;
-            panel.setProperty("look", QStringLiteral("window"));
-            panel.setAttribute(Qt::WA_StyledBackground);
-            theme::apply(panel);
-            panel.show(WelcomeState::of(facts));
-            panel.show();
-            panel.setFocus();
-            runDueEvents();
-            panel.resize(panel.width(), panel.layout()->totalHeightForWidth(panel.width()));
-            runDueEvents();
-            const auto path =
-                directory / (std::string("guide-") + name + (isDark ? "-dark.png" : "-light.png"));
-            if (!panel.grab().save(QString::fromStdString(path.string())))
-                return 1;
-        }
-    }
-    return 0;
+    return takeShots(argc, argv, "guide", shots, [](const Shot& shot) {
+        WelcomePanel panel;
+        panel.setProperty("look", QStringLiteral("window"));
+        panel.setAttribute(Qt::WA_StyledBackground);
+        theme::apply(panel);
+        panel.show(WelcomeState::of(shot.facts));
+        panel.show();
+        panel.setFocus();
+        runDueEvents();
+        panel.resize(panel.width(), panel.layout()->totalHeightForWidth(panel.width()));
+        runDueEvents();
+        return panel.grab();
+    });
 }

@@ -1,12 +1,8 @@
-#include <cstdio>
-#include <filesystem>
-
-#include <QApplication>
-#include <QPalette>
 
 #include "support/Eventually.h"
 #include "ui/FocusRing.h"
 #include "ui/PairPanel.h"
+#include "ui/Shots.h"
 #include "ui/Theme.h"
 
 // Pictures of the pairing window in each of its states, in both themes, into the directory given.
@@ -64,43 +60,23 @@ std::vector<Shot> shots() {
             {"7-many-phones", many}};
 }
 
-QPalette paletteOf(bool isDark) {
-    return isDark ? QPalette(QColor(0x30, 0x30, 0x30)) : QPalette(QColor(0xF0, 0xF0, 0xF0));
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_SCALE_FACTOR", "2");
-    const QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: pair-shots DIRECTORY\n");
-        return 2;
-    }
-    const std::filesystem::path directory = argv[1];
-    std::filesystem::create_directories(directory);
-    for (const bool isDark : {false, true}) {
-        QApplication::setPalette(paletteOf(isDark));
-        for (const auto& [name, facts] : shots()) {
-            PairPanel panel;
-            panel.setProperty("look", QStringLiteral("window"));
-            panel.setAttribute(Qt::WA_StyledBackground);
-            (new FocusRing(&panel))->hide();
-            theme::apply(panel);
-            panel.setRelayURL(facts.relayURL);
-            panel.show();
-            panel.activateWindow();
-            runDueEvents();
-            panel.show(PairState::of(facts));
-            runDueEvents();
-            panel.resize(panel.sizeHint());
-            runDueEvents();
-            const auto path =
-                directory / (std::string("pair-") + name + (isDark ? "-dark.png" : "-light.png"));
-            if (!panel.grab().save(QString::fromStdString(path.string())))
-                return 1;
-        }
-    }
-    return 0;
+    return takeShots(argc, argv, "pair", shots, [](const Shot& shot) {
+        PairPanel panel;
+        panel.setProperty("look", QStringLiteral("window"));
+        panel.setAttribute(Qt::WA_StyledBackground);
+        new FocusRing(&panel);
+        theme::apply(panel);
+        panel.setRelayURL(shot.facts.relayURL);
+        panel.show();
+        panel.activateWindow();
+        runDueEvents();
+        panel.show(PairState::of(shot.facts));
+        runDueEvents();
+        panel.resize(panel.sizeHint());
+        runDueEvents();
+        return panel.grab();
+    });
 }

@@ -1,14 +1,10 @@
-#include <cstdio>
-#include <filesystem>
-
-#include <QApplication>
 #include <QLayout>
-#include <QPainter>
-#include <QPalette>
 
 #include "support/Eventually.h"
 #include "support/FakeScheduler.h"
 #include "ui/MenuPanel.h"
+#include "ui/PanelWindow.h"
+#include "ui/Shots.h"
 #include "ui/Theme.h"
 
 // Pictures of the panel in each of its states, in both themes, into the directory given.
@@ -124,42 +120,18 @@ std::vector<Shot> shots() {
             {"5-long-command", longCommand}, {"6-action-failed", error}};
 }
 
-QPalette paletteOf(bool isDark) {
-    return isDark ? QPalette(QColor(0x30, 0x30, 0x30)) : QPalette(QColor(0xF0, 0xF0, 0xF0));
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_SCALE_FACTOR", "2");
-    const QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: panel-shots DIRECTORY\n");
-        return 2;
-    }
-    const std::filesystem::path directory = argv[1];
-    std::filesystem::create_directories(directory);
-    for (const bool isDark : {false, true}) {
-        QApplication::setPalette(paletteOf(isDark));
-        for (const auto& [name, facts] : shots()) {
-            FakeScheduler scheduler;
-            MenuPanel panel(scheduler);
-            panel.setProperty("look", QStringLiteral("window"));
-            panel.setAttribute(Qt::WA_StyledBackground);
-            theme::apply(panel);
-            panel.show(MenuState::of(facts));
-            panel.show();
-            panel.setFocus();
-            runDueEvents();
-            panel.resize(panel.width(), panel.layout()->totalHeightForWidth(panel.width()));
-            runDueEvents();
-            scheduler.pass(std::chrono::seconds(1));
-            const auto path =
-                directory / (std::string("panel-") + name + (isDark ? "-dark.png" : "-light.png"));
-            if (!panel.grab().save(QString::fromStdString(path.string())))
-                return 1;
-        }
-    }
-    return 0;
+    return takeShots(argc, argv, "panel", shots, [](const Shot& shot) {
+        FakeScheduler scheduler;
+        MenuPanel panel(scheduler);
+        PanelWindow window(&panel, PanelWindow::Kind::popup, PanelWindow::Compositing::available);
+        panel.show(MenuState::of(shot.facts));
+        window.openAt({});
+        runDueEvents();
+        scheduler.pass(std::chrono::seconds(1));
+        runDueEvents();
+        return window.grab();
+    });
 }

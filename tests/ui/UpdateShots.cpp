@@ -1,16 +1,10 @@
-#include <cstdio>
-#include <filesystem>
-
-#include <QApplication>
-#include <QDir>
-#include <QPalette>
-#include <QPixmap>
 #include <QWidget>
 
 #include "platform/QtScheduler.h"
 #include "ui/UpdateWindow.h"
 
 #include "support/Eventually.h"
+#include "ui/Shots.h"
 
 // Pictures of the window of an update in each of its phases, in both themes, into the directory
 // given.
@@ -62,40 +56,19 @@ std::vector<Shot> shots() {
     return all;
 }
 
-QPalette paletteOf(bool isDark) {
-    return isDark ? QPalette(QColor(0x30, 0x30, 0x30)) : QPalette(QColor(0xF0, 0xF0, 0xF0));
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_SCALE_FACTOR", "2");
-    const QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: update-shots DIRECTORY\n");
-        return 2;
-    }
-    const std::filesystem::path directory = argv[1];
-    std::filesystem::create_directories(directory);
-    QtScheduler scheduler;
-    for (const bool isDark : {false, true}) {
-        QApplication::setPalette(paletteOf(isDark));
+    return takeShots(argc, argv, "update", shots, [](const Shot& shot) {
+        QtScheduler scheduler;
         UpdateWindow window(scheduler);
-        for (const auto& [name, state] : shots()) {
-            window.show(state);
-            // What is disabled while it is new is not what people look at.
-            QWidget* const widget = QApplication::topLevelWidgets().constFirst();
-            auto* const download =
-                widget->findChild<QWidget*>(QStringLiteral("updateDownloadButton"));
-            if (!eventually([&] { return !download->isVisible() || download->isEnabled(); }))
-                return 1;
-            runDueEvents();
-            const auto path =
-                directory / (std::string("update-") + name + (isDark ? "-dark.png" : "-light.png"));
-            if (!widget->grab().save(QString::fromStdString(path.string())))
-                return 1;
-        }
-    }
-    return 0;
+        window.show(shot.state);
+        // What is disabled while it is new is not what people look at.
+        QWidget* const widget = QApplication::topLevelWidgets().constFirst();
+        auto* const download = widget->findChild<QWidget*>(QStringLiteral("updateDownloadButton"));
+        const bool isReady =
+            eventually([&] { return !download->isVisible() || download->isEnabled(); });
+        runDueEvents();
+        return isReady ? widget->grab() : QPixmap();
+    });
 }
