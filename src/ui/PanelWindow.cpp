@@ -56,8 +56,10 @@ PanelWindow::PanelWindow(QWidget* content, Kind kind, Compositing compositing)
     m_scroller->setFrameShape(QFrame::NoFrame);
     m_scroller->setFocusPolicy(Qt::NoFocus);
     m_scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_scroller->setStyleSheet(QStringLiteral("QScrollArea, QScrollArea > QWidget > #panel "
-                                             "{ background: transparent; }"));
+    m_scroller->setStyleSheet(
+        QStringLiteral("QScrollArea, QScrollArea > QWidget > #panel "
+                       "{ background: transparent; } "
+                       "QScrollBar:vertical { width: 9px; margin: 12px 2px; }"));
     m_scroller->viewport()->setAutoFillBackground(false);
     m_scroller->setWidget(content);
     auto* layout = new QVBoxLayout(this);
@@ -154,7 +156,7 @@ void PanelWindow::drawShadow() {
     for (const Shadow& shadow : shadows) {
         QGraphicsScene scene;
         scene.setSceneRect(rect());
-        QGraphicsPathItem* item = scene.addPath(frame, Qt::NoPen, Qt::black);
+        QGraphicsPathItem* item = scene.addPath(frame, Qt::NoPen, theme::current().window);
         auto* effect = new QGraphicsDropShadowEffect;
         effect->setBlurRadius(shadow.blur);
         effect->setOffset(0, shadow.down);
