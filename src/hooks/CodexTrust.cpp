@@ -16,6 +16,7 @@
 
 #include "core/Descriptor.h"
 #include "hooks/CodexDialogue.h"
+#include "platform/ExecutableFile.h"
 
 namespace fs = std::filesystem;
 
@@ -121,11 +122,6 @@ class Program final : public QProcess {
     pid_t m_id = 0;
     bool m_isKilled = false;
 };
-
-bool isExecutable(const fs::path& path) {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && ::access(path.c_str(), X_OK) == 0;
-}
 
 } // namespace
 

@@ -10,8 +10,8 @@
 #include "core/Descriptor.h"
 
 /// A program that runs beside a command-line program, which waits for it: its input is given at the
-/// start, what it says is collected. Not for the daemon, whose loop must not wait; but for the
-/// moments that a takeover from the older version takes.
+/// start, what it says is collected. Not for the daemon, whose loop must not wait; only a takeover
+/// from the older version, which is rare, does.
 ///
 /// The caller ignores SIGPIPE. The program itself starts with the default signal actions and in a
 /// process group of its own, which the destructor kills when the program has not ended.

@@ -11,6 +11,7 @@
 #include "core/File.h"
 #include "core/Localized.h"
 #include "core/Text.h"
+#include "platform/ExecutableFile.h"
 
 namespace fs = std::filesystem;
 
@@ -110,11 +111,6 @@ std::string execWord(std::string_view program) {
     return word + '"';
 }
 
-bool isExecutable(const fs::path& path) {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && ::access(path.c_str(), X_OK) == 0;
-}
-
 // What starts the program; without one, what hides the system's entry.
 std::string entryFor(const std::string* program) {
     std::string entry(heading);
@@ -168,7 +164,8 @@ void LoginItem::setEnabled(bool on) const {
     if (on == isEnabled())
         return;
     const std::string program = m_program.string();
-    // The specification rules "=" out; text that is not UTF-8, or hides, is asking for trouble.
+    // An Exec key must not have "=" in its program (freedesktop.org, "Desktop Entry"); text that
+    // is not UTF-8, or hides, is asking for trouble.
     if (on && (program.find('=') != std::string::npos || text::visible(program) != program))
         throw DaemonError(
             localized("登入時不能自動啟動路徑裡有這些符號的程式：%@", {text::visible(program)}));

@@ -1,5 +1,6 @@
 #include "platform/ProcessFiles.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace processfiles {

@@ -22,7 +22,7 @@ class LoginItemTest : public testing::Test {
                 m_at.path(), program};
     }
     [[nodiscard]] fs::path putProgram(const std::string& name) const {
-        const fs::path path = m_at.put(name, "#!/bin/sh\n");
+        fs::path path = m_at.put(name, "#!/bin/sh\n");
         fs::permissions(path, fs::perms(0755));
         return path;
     }
