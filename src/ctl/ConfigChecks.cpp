@@ -53,6 +53,7 @@ std::optional<Finding> foreignAccess(const std::string& subject, const fs::path&
 
 // Beyond this the file of events is worth a word: nothing ever shortens it.
 constexpr std::uintmax_t largeLog = std::uintmax_t{1} << 30;
+constexpr double gibibyte = 1 << 30;
 
 bool isFull(const fs::path& directory) {
     struct statvfs status {};
@@ -94,7 +95,7 @@ Findings checkLogs(const Locations& locations) {
     } else if (static_cast<std::uintmax_t>(status.st_size) > largeLog) {
         std::array<char, 32> size{};
         std::snprintf(size.data(), size.size(), "%.1f GiB",
-                      static_cast<double>(status.st_size) / static_cast<double>(largeLog));
+                      static_cast<double>(status.st_size) / gibibyte);
         findings.push_back({Level::notice, subject,
                             localized("%@ 已經有 %@", {shown(log), size.data()}),
                             localized("移走或刪除它，Tamsell 會接著寫新的一份")});

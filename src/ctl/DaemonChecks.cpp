@@ -14,8 +14,6 @@ using Reason = Unreachable::Reason;
 
 constexpr int unauthorized = 401;
 constexpr int forbidden = 403;
-constexpr int tooManyRequests = 429;
-constexpr int serverErrors = 500;
 
 std::string remedyFor(Reason reason) {
     switch (reason) {
@@ -37,9 +35,6 @@ std::string remedyFor(Reason reason) {
 // The relay is there, and answers the daemon with this.
 Finding refusalFinding(const std::string& subject, double status) {
     const std::string found = localized("中繼拒絕這台電腦（HTTP %lld），手機收不到問題", {status});
-    if (status >= serverErrors || status == tooManyRequests)
-        return {Level::problem, subject, found,
-                localized("Tamsell 會自己重試；一直這樣就請中繼的管理者處理")};
     if (status == unauthorized || status == forbidden)
         return {Level::problem, subject, found,
                 localized("請中繼的管理者確認，或用 tamsellctl relay set URL 換上新的金鑰")};

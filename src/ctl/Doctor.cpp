@@ -54,7 +54,8 @@ void print(const std::vector<Mended>& mended, Findings findings) {
                       "\n");
     std::erase_if(findings, [](const Finding& finding) { return finding.level == Level::good; });
     for (Finding& finding : findings) {
-        if (!finding.remedy.empty())
+        // Why a mend of this program's was not made has been said above.
+        if (!finding.remedy.empty() && finding.mend == Mend::none)
             finding.remedy = localized("要由你來做：%@", {finding.remedy});
     }
     output::write(findings.empty() ? localized("沒有問題") + "\n" : linesOf(findings));

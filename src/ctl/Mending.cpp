@@ -28,13 +28,13 @@ constexpr mode_t ownDirectory = 0700;
 std::string nameOf(Mend mend) {
     switch (mend) {
     case Mend::restoreConfig:
-        return localized("還原了先前的設定");
+        return localized("還原先前的設定");
     case Mend::configMode:
-        return localized("config.json 只有你能讀寫");
+        return localized("讓 config.json 只有你能讀寫");
     case Mend::dataDirectoryMode:
-        return localized("資料夾只有你能進入");
+        return localized("讓資料夾只有你能進入");
     case Mend::logsMode:
-        return localized("紀錄只有你能讀寫");
+        return localized("讓紀錄只有你能讀寫");
     case Mend::hookProgram:
         return localized("重新安裝 hook 程式");
     case Mend::hooks:

@@ -11,7 +11,7 @@ namespace ctl {
 
 /// One mend that was tried.
 struct Mended {
-    std::string what;                    ///< "config.json 的權限"
+    std::string what;                    ///< "重新安裝服務"
     std::optional<std::string> obstacle; ///< why it was not done, made visible
 };
 

@@ -1,4 +1,4 @@
-#include <array>
+#include <algorithm>
 #include <string>
 
 #include "core/Clock.h"

@@ -21,7 +21,8 @@
 ///                                                       "since" is the last event
 ///   "stuckIdleSource"  {"sources": ["X11"]}             says "just now" for ever
 ///   "eventsLog"        {"error": text}                  cannot be written
-///   "relayRefusal"     {"status": 401}                  answers, but not to this computer
+///   "relayRefusal"     {"status": 401}                  answers this computer with a 4xx, and not
+///                                                       because it is in a hurry (408, 429)
 class SelfCheck {
   public:
     using Clock = std::chrono::system_clock;
@@ -31,6 +32,8 @@ class SelfCheck {
 
     /// Where it looks, and whom it tells.
     struct Surroundings {
+        /// Begins to look for agents; by default on a thread of its own, which shares nothing and
+        /// is not waited for. An invalid one: not now.
         std::function<Search()> agents = searchAside;
         std::function<std::vector<std::string>()> stuckIdleSources = [] {
             return std::vector<std::string>();

@@ -47,7 +47,7 @@ void Download::verify() {
             m_file->duplicate(), static_cast<std::size_t>(m_count), m_key, m_release.signature,
             [this](const SignatureCheck::Result& result) { judge(result); });
     } catch (const std::system_error& error) {
-        fail(localized("無法檢查更新檔的簽章：%@", {error.what()}));
+        fail(localized("無法驗證更新檔的簽章：%@", {error.what()}));
         return;
     }
     const auto handlers = m_handlers;
@@ -61,7 +61,7 @@ void Download::judge(const SignatureCheck::Result& result) {
         return;
     }
     if (result.verdict == Verdict::impossible) {
-        fail(localized("無法檢查更新檔的簽章：%@", {result.reason}));
+        fail(localized("無法驗證更新檔的簽章：%@", {result.reason}));
         return;
     }
     if (result.verdict == Verdict::invalid) {

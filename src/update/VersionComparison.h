@@ -8,9 +8,8 @@
 /// A version is a row of numbers and words; whatever else stands between them only separates. The
 /// rows are compared part by part as if zeros without end followed:
 /// - numbers by value, of any length: 1.9 < 1.10, 1 == 1.0 == 1.0.0, 1.0 < 1.0-1
-/// - words letter by letter, in either case: 1.0alpha < 1.0beta == 1.0BETA; a byte beyond ASCII is
-/// a
-///   letter
+/// - words letter by letter, in either case: 1.0alpha < 1.0beta == 1.0BETA; bytes beyond ASCII are
+///   letters
 /// - a word is below every number, so that what a word follows is what comes before it: 1.0b1 < 1.0
 /// - zeros before a word say nothing: 1b1 == 1.0b1 == 1.0.0-b.1
 ///

@@ -292,7 +292,7 @@ TEST(Doctor, SaysWhatOnlyThePersonCanDo) {
     const CtlRun run = runCtl(home.path(), {"doctor", "--fix"});
     EXPECT_THAT(
         shortened(run.output, home.path()),
-        testing::StartsWith("已修正：還原了先前的設定\n"
+        testing::StartsWith("已修正：還原先前的設定\n"
                             "沒有修正：移除別的 Tamsell hooks，重新安裝 hooks（~/codex/hooks.json "
                             "不是 JSON 物件）\n"
                             "✗ Tamsell：沒有在執行（127.0.0.1:9 沒有程式在監聽） → 要由你來做："));
