@@ -8,8 +8,8 @@
 #include "core/Locations.h"
 
 /// Whether the desktop starts the program when the user logs in: an entry "tamsell.desktop" for
-/// that in the user's configuration, or in the system's where the user has none (freedesktop.org,
-/// "Desktop Application Autostart Specification").
+/// that in the user's configuration, or in the system's where the user has none, as
+/// freedesktop.org's "Desktop Application Autostart" describes.
 ///
 /// There is no state: every call reads the entries afresh.
 class LoginItem {

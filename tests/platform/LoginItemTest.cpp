@@ -78,7 +78,7 @@ TEST_F(LoginItemTest, HidesTheEntryOfTheSystem) {
 }
 
 TEST_F(LoginItemTest, WritesAnyPathSoThatItIsReadBack) {
-    // As the specification's two layers of escaping have it.
+    // In the two layers of escaping of a desktop entry.
     const fs::path odd = putProgram(R"(o d"d `$\%f 路徑/tamsell)");
     item(odd).setEnabled(true);
     EXPECT_TRUE(item(odd).isEnabled());
