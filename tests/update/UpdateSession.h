@@ -98,7 +98,7 @@ class UpdateSession : public testing::Test {
                  .currentVersion = "41",
                  .stateFile = directory / "update.json",
                  .downloadsFolder = [this] { return downloads; },
-                 .makeDialog = [this] { return std::make_unique<RecordingDialog>(window); },
+                 .makeDialog = [this] { return makeDialog(); },
                  .showFile = [this](const auto& file) { shown = file; },
                  .scheduler = timers,
                  .log = [this](const LogMessage& message) { log.emplace_back(message.text); },
@@ -144,6 +144,9 @@ class UpdateSession : public testing::Test {
     int fronted = 0;
     std::filesystem::path shown;
     WindowRecord window;
+    std::function<std::unique_ptr<UpdateDialog>()> makeDialog = [this] {
+        return std::make_unique<RecordingDialog>(window);
+    };
     std::unique_ptr<Updater> updater;
 
     UpdateSession() { std::filesystem::create_directory(downloads); }
