@@ -192,7 +192,7 @@ TEST(MenuState, ShowsTheFiveNewestOpenSessions) {
             session.client = "terminal";
             session.lastAt = i;
             if (i != 4)
-                session.cwd = "/work/p" + std::to_string(i);
+                session.cwd = "/w/p" + std::to_string(i);
             if (i == 6)
                 session.ended = true;
             facts.sessions.push_back(session);
