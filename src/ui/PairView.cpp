@@ -53,6 +53,13 @@ PairView::PairView(Environment environment, QWidget* parent)
     });
 }
 
+void PairView::open() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
 void PairView::connectPanel() {
     connect(m_panel, &PairPanel::urlChanged, this, [this](const QString& url) {
         m_relayURL = url;

@@ -32,6 +32,9 @@ class PairView final : public QWidget {
 
     explicit PairView(Environment environment, QWidget* parent = nullptr);
 
+    /// Shows it, in front of other windows and with the keyboard.
+    void open();
+
   protected:
     bool event(QEvent* event) override;
     void showEvent(QShowEvent* event) override;

@@ -116,6 +116,12 @@ void PanelWindow::showEvent(QShowEvent* event) {
     Q_EMIT opened();
 }
 
+void PanelWindow::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    if (!event->spontaneous())
+        Q_EMIT closed();
+}
+
 void PanelWindow::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && m_kind == Kind::popup && isVisible() &&

@@ -26,6 +26,7 @@ class PanelWindow final : public QWidget {
 
   Q_SIGNALS:
     void opened();
+    void closed();
     /// The content lies elsewhere on the screen.
     void moved();
 
@@ -34,6 +35,7 @@ class PanelWindow final : public QWidget {
     void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:

@@ -70,6 +70,7 @@ void WelcomeView::connectPanel() {
 }
 
 void WelcomeView::open() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();
