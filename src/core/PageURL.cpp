@@ -23,6 +23,10 @@ std::string percentEncoded(std::string_view text) {
 
 } // namespace
 
+std::string pageTarget(std::string_view token) {
+    return "/?token=" + percentEncoded(token);
+}
+
 std::string pageURL(std::string_view authority, std::string_view token) {
-    return "http://" + std::string(authority) + "/?token=" + percentEncoded(token);
+    return "http://" + std::string(authority) + pageTarget(token);
 }

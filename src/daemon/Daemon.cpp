@@ -12,6 +12,7 @@
 #include "daemon/Replies.h"
 #include "daemon/Routes.h"
 #include "hooks/Hooks.h"
+#include "platform/Endpoint.h"
 
 namespace {
 
@@ -337,6 +338,15 @@ std::optional<RelayClient::LiveInvite> Daemon::currentInvite() {
 
 void Daemon::renewInvite() {
     m_invite = m_environment.relay->makeInvite();
+}
+
+std::optional<std::string> Daemon::pageLink() {
+    const auto port = m_server.port();
+    const auto servers =
+        port ? loopbackCandidates(config().host(), *port) : std::vector<Endpoint>();
+    if (servers.empty())
+        return std::nullopt;
+    return "http://" + servers.front().authority() + m_routes->ticketTarget();
 }
 
 void Daemon::testPush() {

@@ -123,6 +123,9 @@ class Daemon final : public QObject {
     [[nodiscard]] std::optional<RelayClient::LiveInvite> currentInvite();
     /// Puts a new invite in the place of the last, which goes on to live until it expires.
     void renewInvite();
+    /// An address that opens the page once, soon, in a browser of this user's; nothing while the
+    /// server does not listen. It does not give the access token away to who sees it.
+    [[nodiscard]] std::optional<std::string> pageLink();
     /// Returns at once; the outcome is read with `testPushResult`.
     void testPush();
     /// Nothing while the relay's report on a push of `sentAt` may still come.

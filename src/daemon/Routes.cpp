@@ -7,9 +7,11 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <unistd.h>
 
 #include "core/Clock.h"
 #include "core/File.h"
+#include "core/PageURL.h"
 #include "crypto/ConstantTime.h"
 #include "daemon/Daemon.h"
 
@@ -37,6 +39,11 @@ bool comesFromAWebPage(const HTTPRequest& request) {
     return request.header("origin") || request.header("sec-fetch-site");
 }
 
+void refuse(const std::shared_ptr<HTTPConnection>& connection) {
+    connection->respond(401, "Unauthorized: open the URL from the tamsell menu",
+                        "text/plain; charset=utf-8");
+}
+
 } // namespace
 
 Routes::Routes(Daemon& daemon, std::filesystem::path page)
@@ -47,9 +54,10 @@ void Routes::route(const HTTPRequest& request, const Connection& connection) {
         health(connection);
     else if (request.path == "/hook" && request.method == "POST")
         hook(request, connection);
+    else if (request.path == "/open" && request.method == "GET")
+        openPage(request, connection);
     else if (!isAuthorized(request))
-        connection->respond(401, "Unauthorized: open the URL from the tamsell menu",
-                            "text/plain; charset=utf-8");
+        refuse(connection);
     else
         routeAuthorized(request, connection);
 }
@@ -98,6 +106,25 @@ const std::string& Routes::page() {
         }
     }
     return *m_page;
+}
+
+std::string Routes::ticketTarget() {
+    return "/open?ticket=" + m_ticket.issue(std::chrono::steady_clock::now());
+}
+
+// Whoever reads the ticket before the browser has used it is another user, and told nothing; the
+// ticket stays good for the browser.
+void Routes::openPage(const HTTPRequest& request, const Connection& connection) {
+    const auto ticket = request.query.find("ticket");
+    if (ticket == request.query.end() || !connection->mayBelongTo(::geteuid()) ||
+        !m_ticket.redeem(ticket->second, std::chrono::steady_clock::now())) {
+        refuse(connection);
+        return;
+    }
+    connection->respond(200,
+                        "<!doctype html><meta http-equiv=\"refresh\" content=\"0; url=" +
+                            pageTarget(m_daemon.config().token()) + "\">",
+                        "text/html; charset=utf-8");
 }
 
 void Routes::health(const Connection& connection) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "daemon/PageTicket.h"
 #include "http/HTTPConnection.h"
 #include "http/HTTPRequest.h"
 
@@ -20,6 +21,10 @@ class Routes {
     /// Ends in exactly one of: a response, a response later, an event stream.
     void route(const HTTPRequest& request, const std::shared_ptr<HTTPConnection>& connection);
 
+    /// What the address of the page ends with, from "/" on, for one visit soon by a program of this
+    /// user: it leads to the page with its access token.
+    [[nodiscard]] std::string ticketTarget();
+
   private:
     using Connection = std::shared_ptr<HTTPConnection>;
 
@@ -27,6 +32,7 @@ class Routes {
     [[nodiscard]] bool isAuthorized(const HTTPRequest& request) const;
     [[nodiscard]] const std::string& page();
 
+    void openPage(const HTTPRequest& request, const Connection& connection);
     void health(const Connection& connection);
     void hook(const HTTPRequest& request, const Connection& connection);
     void testPush(const Connection& connection);
@@ -39,4 +45,5 @@ class Routes {
     Daemon& m_daemon;
     std::filesystem::path m_pageFile;
     std::optional<std::string> m_page;
+    PageTicket m_ticket;
 };

@@ -9,6 +9,7 @@
 #include <sys/uio.h>
 
 #include "core/JSONValue.h"
+#include "platform/PeerOwner.h"
 #include "platform/SocketPoller.h"
 
 namespace {
@@ -98,6 +99,10 @@ void HTTPConnection::begin() {
         m_phase = Phase::closed;
         throw;
     }
+}
+
+bool HTTPConnection::mayBelongTo(uid_t user) const {
+    return isOpen() && peerOwner(m_socket.number()).mayBe(user);
 }
 
 void HTTPConnection::ready(std::uint32_t readiness) {

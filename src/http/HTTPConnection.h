@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/types.h>
+
 #include "core/Descriptor.h"
 #include "http/HTTPRequest.h"
 #include "http/HTTPRequestParser.h"
@@ -80,6 +82,10 @@ class HTTPConnection final : public std::enable_shared_from_this<HTTPConnection>
     /// Writes bytes that only show that the connection lives; nothing when other bytes still wait
     /// for the peer, so that they don't pile up on a stalled one.
     void keepAlive(std::string_view text);
+
+    /// Whether the other end may belong to this user of the computer; no, when the system knows
+    /// better, and when the connection is closed.
+    [[nodiscard]] bool mayBelongTo(uid_t user) const;
 
     /// False once the connection is closed. Still true directly after `respond`.
     [[nodiscard]] bool isOpen() const { return m_phase < Phase::draining; }

@@ -62,13 +62,6 @@ Descriptor connectTo(const Endpoint& endpoint, Deadline deadline, Obstacle& obst
     return socket;
 }
 
-bool isOwnedBy(int socket, const Endpoint& peer, uid_t owner) {
-    sockaddr_storage own{};
-    socklen_t length = sizeof own;
-    return ::getsockname(socket, reinterpret_cast<sockaddr*>(&own), &length) == 0 &&
-           peerOwner(Endpoint::from(own), peer).mayBe(owner);
-}
-
 } // namespace
 
 std::optional<LocalConnection> LocalConnection::open(std::span<const Endpoint> candidates,
@@ -79,7 +72,7 @@ std::optional<LocalConnection> LocalConnection::open(std::span<const Endpoint> c
     for (const Endpoint& endpoint : candidates) {
         Obstacle here = Obstacle::none;
         Descriptor socket = connectTo(endpoint, deadline, here);
-        if (socket.isValid() && isOwnedBy(socket.number(), endpoint, owner)) {
+        if (socket.isValid() && peerOwner(socket.number()).mayBe(owner)) {
             result = LocalConnection(std::move(socket), endpoint);
             break;
         }

@@ -29,3 +29,6 @@ struct PeerOwner {
 /// Any account of the machine can bind the port before the daemon does, and an event holds
 /// prompts and commands: so this comes before the first byte.
 [[nodiscard]] PeerOwner peerOwner(const Endpoint& own, const Endpoint& peer);
+
+/// That of a connected TCP socket; unknown when its ends are not, or no longer.
+[[nodiscard]] PeerOwner peerOwner(int socket);

@@ -124,3 +124,14 @@ PeerOwner peerOwner(const Endpoint& own, const Endpoint& peer) {
     }
     return {.knowledge = answer.knowledge, .user = answer.user};
 }
+
+PeerOwner peerOwner(int socket) {
+    sockaddr_storage own{};
+    sockaddr_storage peer{};
+    socklen_t ownLength = sizeof own;
+    socklen_t peerLength = sizeof peer;
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&own), &ownLength) != 0 ||
+        ::getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &peerLength) != 0)
+        return {.knowledge = PeerOwner::Knowledge::unknown};
+    return peerOwner(Endpoint::from(own), Endpoint::from(peer));
+}

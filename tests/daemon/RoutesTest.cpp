@@ -1,5 +1,8 @@
 #include "daemon/Routes.h"
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include "daemon/DaemonFixture.h"
 
 using namespace std::chrono_literals;
@@ -25,6 +28,35 @@ TEST_F(RoutesTest, ServesStateAndThePage) {
     const Response page = ask("GET", "/");
     EXPECT_EQ(page.body, "<p>late</p>");
     EXPECT_EQ(page.contentType, "text/html; charset=utf-8");
+}
+
+TEST_F(RoutesTest, ATicketOpensThePageOnceForThisUser) {
+    start();
+    const std::string link = m_daemon->pageLink().value();
+    const std::string target = link.substr(link.find("/open"));
+    EXPECT_EQ(link.find("secret"), std::string::npos);
+    if (::geteuid() == 0) {
+        // Somebody else who has read it off a command line.
+        const std::string request = requestText("GET", target, "", "");
+        std::unique_ptr<RawSocket> theirs;
+        ASSERT_EQ(::syscall(SYS_setresuid, -1, 65534, -1), 0);
+        theirs = send(request);
+        ASSERT_EQ(::syscall(SYS_setresuid, -1, 0, -1), 0);
+        EXPECT_EQ(responseOn(*theirs).status, 401);
+    }
+    EXPECT_EQ(ask("GET", "/open?ticket=", "", "").status, 401);
+    EXPECT_EQ(ask("POST", target, "", "").status, 401);
+    const Response page = ask("GET", target, "", "");
+    EXPECT_EQ(page.status, 200);
+    EXPECT_NE(page.body.find("url=/?token=secret\""), std::string::npos) << page.body;
+    EXPECT_EQ(ask("GET", target, "", "").status, 401) << "twice";
+
+    PageTicket ticket;
+    const PageTicket::Clock::time_point now{};
+    const std::string first = ticket.issue(now);
+    const std::string second = ticket.issue(now);
+    EXPECT_FALSE(ticket.redeem(first, now)) << "there is a newer one";
+    EXPECT_FALSE(ticket.redeem(second, now + PageTicket::lifetime + 1s));
 }
 
 TEST_F(RoutesTest, AnswersAndSwitchesTheMode) {
