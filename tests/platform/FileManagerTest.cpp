@@ -7,8 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "support/Eventually.h"
-#include "support/Process.h"
-#include "support/Until.h"
+#include "support/SessionBus.h"
 
 #include "FileManagerStandIn.h"
 
@@ -17,36 +16,20 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A bus of this test alone.
 struct FileManagerOnABus : testing::Test {
-    Process daemon{{.program = "/usr/bin/dbus-daemon",
-                    .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile",
-                                  "--print-address=1"}}};
+    SessionBus bus;
     FileManagerStandIn standIn;
     std::vector<std::string> opened;
-    std::string address;
 
-    FileManagerOnABus() {
-        EXPECT_TRUE(until([this] { return daemon.output().find('\n') != std::string::npos; }));
-        address = daemon.output().substr(0, daemon.output().find('\n'));
-    }
-    ~FileManagerOnABus() override {
-        QDBusConnection::disconnectFromBus(QStringLiteral("caller"));
-        QDBusConnection::disconnectFromBus(QStringLiteral("service"));
-    }
-
-    QDBusConnection connect(const QString& name) const {
-        return QDBusConnection::connectToBus(QString::fromStdString(address), name);
-    }
     bool serve() {
-        QDBusConnection bus = connect(QStringLiteral("service"));
-        return bus.registerObject(QStringLiteral("/org/freedesktop/FileManager1"), &standIn,
-                                  QDBusConnection::ExportAllSlots) &&
-               bus.registerService(QStringLiteral("org.freedesktop.FileManager1"));
+        QDBusConnection service = bus.connect(QStringLiteral("service"));
+        return service.registerObject(QStringLiteral("/org/freedesktop/FileManager1"), &standIn,
+                                      QDBusConnection::ExportAllSlots) &&
+               service.registerService(QStringLiteral("org.freedesktop.FileManager1"));
     }
     FileManager manager(std::chrono::milliseconds patience = std::chrono::seconds(10)) {
         return FileManager(
-            connect(QStringLiteral("caller")),
+            bus.connect(QStringLiteral("caller")),
             [this](const QUrl& folder) { opened.push_back(folder.toString().toStdString()); },
             patience);
     }
