@@ -1,48 +1,19 @@
 #include "platform/IdleSourceKinds.h"
 
-#include <array>
 #include <cstdlib>
 
-#include <sys/socket.h>
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
-#include "core/Descriptor.h"
 #include "platform/IdleSocket.h"
+#include "platform/X11Socket.h"
 
 namespace {
 
 struct Free {
     void operator()(void* allocated) const { std::free(allocated); }
 };
-
-// The number of a display on this computer (":0", "unix:1.0"); nothing for others.
-std::optional<int> localDisplay(const std::string& display) {
-    char* host = nullptr;
-    int number = 0;
-    int screen = 0;
-    if (display.empty() || xcb_parse_display(display.c_str(), &host, &number, &screen) == 0)
-        return std::nullopt;
-    const std::unique_ptr<char, Free> owned(host);
-    const std::string_view name = host;
-    if (!name.empty() && name != "unix")
-        return std::nullopt;
-    return number;
-}
-
-// Whether the server answers a connection's first bytes. That we show no authority does not
-// matter: a refusal is an answer.
-bool answersProbe(int display, idle::Deadline deadline) {
-    const Descriptor socket = idlesocket::connectTo("/tmp/.X11-unix/X" + std::to_string(display));
-    if (!socket.isValid())
-        return false;
-    // Connection setup: byte order, unused, protocol 11.0, no authorisation.
-    constexpr std::array<unsigned char, 12> setup{'l', 0, 11};
-    return ::send(socket.number(), setup.data(), setup.size(), MSG_NOSIGNAL) ==
-               ssize_t{setup.size()} &&
-           idlesocket::waitReadable(socket.number(), deadline);
-}
 
 class X11IdleSource final : public IdleSource {
   public:
@@ -63,8 +34,7 @@ class X11IdleSource final : public IdleSource {
 
   private:
     [[nodiscard]] bool connect(idle::Deadline deadline) {
-        const auto number = localDisplay(m_display);
-        if (!number || !answersProbe(*number, deadline))
+        if (!x11socket::answers(m_display, deadline).value_or(false))
             return false;
         int screen = 0;
         m_connection = xcb_connect(m_display.c_str(), &screen);
