@@ -1,21 +1,33 @@
 #include "app/Options.h"
 
+#include <cstdio>
 #include <string_view>
 
-std::optional<Options> Options::parse(std::span<char* const> arguments, std::string& error) {
+namespace {
+
+constexpr const char* usage = "usage: tamsell [--headless] [--help] [--version]\n"
+                              "  --headless  run the daemon alone, without an interface\n";
+
+} // namespace
+
+Options Options::ofProgram(std::span<char* const> arguments) {
     Options options;
     for (const char* argument : arguments) {
         const std::string_view text = argument;
         if (text == "--headless") {
             options.isHeadless = true;
         } else if (text == "--help" || text == "-h") {
-            options.action = Action::help;
+            std::fputs(usage, stdout);
+            options.exitCode = 0;
         } else if (text == "--version") {
-            options.action = Action::version;
+            std::puts("tamsell " TAMSELL_VERSION);
+            options.exitCode = 0;
         } else {
-            error = "unknown argument " + std::string(text);
-            return std::nullopt;
+            std::fprintf(stderr, "tamsell: unknown argument %s\n%s", argument, usage);
+            options.exitCode = 2;
         }
+        if (options.exitCode)
+            break;
     }
     return options;
 }

@@ -2,16 +2,14 @@
 
 #include <optional>
 #include <span>
-#include <string>
 
 /// What the command line asks for.
 struct Options {
-    enum class Action { run, help, version };
-
-    Action action = Action::run;
     bool isHeadless = false;
+    /// With what the program ends at once: help or version has been printed, or what is wrong with
+    /// the command line.
+    std::optional<int> exitCode;
 
-    /// Nothing for a command line that cannot be understood; `error` then says why.
-    [[nodiscard]] static std::optional<Options> parse(std::span<char* const> arguments,
-                                                      std::string& error);
+    /// Of tamsell and of the desktop program alike.
+    [[nodiscard]] static Options ofProgram(std::span<char* const> arguments);
 };

@@ -3,22 +3,32 @@
 
 #include <QCoreApplication>
 
+#include "app/DesktopProgram.h"
 #include "app/Options.h"
-#include "daemon/Daemon.h"
-#include "daemon/StatusFile.h"
-#include "platform/Bundle.h"
+#include "app/ProcessDaemon.h"
 #include "platform/CoreDumps.h"
 #include "platform/DescriptorLimit.h"
-#include "platform/IdleSources.h"
-#include "platform/IdleTime.h"
-#include "platform/QtScheduler.h"
-#include "platform/QtWebSocketTask.h"
+#include "platform/LaunchSocket.h"
 #include "platform/TerminationSignals.h"
 
 namespace {
 
-constexpr const char* usage = "usage: tamsell [--headless] [--help] [--version]\n"
-                              "  --headless  run the daemon alone, without an interface\n";
+using namespace std::chrono_literals;
+
+// A display that is not up by then will not be.
+constexpr auto displayPatience = 10s;
+
+// So that a launch with an interface learns of this process. Nothing else depends on it.
+std::unique_ptr<FirstLaunch> answerLaterLaunches(const Locations& locations) {
+    try {
+        return FirstLaunch::claim(launchSocketPath(processEnvironment, locations.dataDirectory),
+                                  FirstLaunch::Interface::absent);
+    } catch (const std::system_error& failure) {
+        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
+                                       std::string(failure.what()));
+        return nullptr;
+    }
+}
 
 int runDaemon(int argc, char* argv[]) {
     // GLib's event loop brings nothing here and costs memory. Programs started from here are not
@@ -33,62 +43,22 @@ int runDaemon(int argc, char* argv[]) {
     QObject::connect(&termination, &TerminationSignals::received, &application,
                      [] { QCoreApplication::quit(); });
 
-    const Locations locations = Locations::from(processEnvironment, homeDirectory());
-    IdleTime idleTime(idleSourcesOfSystem(processEnvironment));
-    StatusFile statusFile(locations.statusFile);
-    idleTime.onSourceChanged([&](const std::string& name) {
-        statusFile.set("idleSource", name);
-        logging::writeToStandardOutput("tamsell: idle time from " +
-                                       (name.empty() ? std::string("no source") : name));
-    });
-    const auto idleSeconds = [&] {
-        return std::chrono::duration<double>(idleTime.sinceLastInput()).count();
-    };
-
-    QtScheduler scheduler;
-    auto relay = std::make_unique<RelayClient>(RelayClient::Environment{
-        QtWebSocketTask::opener(scheduler, QtWebSocketTask::Options::from(processEnvironment)),
-        scheduler});
-
-    const Bundle bundle = Bundle::ofThisProcess();
-    Daemon daemon(
-        {.locations = locations,
-         .idleSeconds = idleSeconds,
-         .relay = std::move(relay),
-         .page = bundle.resource("app.html"),
-         .bundledHook = bundle.auxiliaryExecutable("tamsell-hook"),
-         .selfCheck = {
-             .stuckIdleSources = [&] { return idleTime.stuckSources(); },
-             .note = [&](const JSONObject& all) { return statusFile.set("troubles", all); }}});
-    QObject::connect(&daemon, &Daemon::changed, &application, [&] {
-        const auto port = daemon.port();
-        statusFile.set("port", port ? JSONValue(*port) : JSONValue());
-    });
-    daemon.start();
+    ProcessDaemon process;
+    const auto launch = answerLaterLaunches(process.locations());
+    process.daemon().start();
     return QCoreApplication::exec();
 }
 
 } // namespace
 
 int main(int argc, char* argv[]) {
-    std::string error;
-    const auto options = Options::parse({argv + 1, argv + argc}, error);
-    if (!options) {
-        std::fprintf(stderr, "tamsell: %s\n%s", error.c_str(), usage);
-        return 2;
-    }
-    if (options->action == Options::Action::help) {
-        std::fputs(usage, stdout);
-        return 0;
-    }
-    if (options->action == Options::Action::version) {
-        std::puts("tamsell " TAMSELL_VERSION);
-        return 0;
-    }
+    const Options options = Options::ofProgram({argv + 1, argv + argc});
+    if (options.exitCode)
+        return *options.exitCode;
     disableCoreDumps();
+    if (!options.isHeadless)
+        becomeDesktopProgram(Bundle::ofThisProcess(), argv, displayPatience);
     const DescriptorLimit descriptorLimit;
-    if (!options->isHeadless)
-        logging::writeToStandardOutput("tamsell: no interface is installed, running without one");
     try {
         return runDaemon(argc, argv);
     } catch (const std::exception& failure) {
