@@ -1,9 +1,8 @@
 #include "ui/Icon.h"
 
-#include <QFile>
 #include <QPainter>
-#include <QSvgRenderer>
 
+#include "ui/Drawing.h"
 #include "ui/Theme.h"
 
 namespace {
@@ -22,14 +21,6 @@ QString fileOf(Icon icon) {
     return QStringLiteral("warning-triangle-fill");
 }
 
-// The drawings have no colour of their own.
-QByteArray drawing(Icon icon, const QColor& color) {
-    QFile file(QStringLiteral(":/icons/%1.svg").arg(fileOf(icon)));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return file.readAll().replace("currentColor", color.name().toLatin1());
-}
-
 } // namespace
 
 IconLabel::IconLabel(Icon icon, Tone tone, QWidget* parent)
@@ -46,7 +37,6 @@ void IconLabel::setIcon(Icon icon) {
 void IconLabel::paintEvent(QPaintEvent* /*event*/) {
     const theme::Colors& colors = theme::current();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QSvgRenderer(drawing(m_icon, m_tone == Tone::warning ? colors.orange : colors.text))
-        .render(&painter, QRectF(0, (height() - width()) / 2.0, width(), width()));
+    paintDrawing(painter, fileOf(m_icon), m_tone == Tone::warning ? colors.orange : colors.text,
+                 QRectF(0, (height() - width()) / 2.0, width(), width()));
 }
