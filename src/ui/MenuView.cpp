@@ -88,7 +88,7 @@ void MenuView::checkForUpdates() {
         m_environment.updater->checkForUpdates();
 }
 
-void MenuView::appeared() {
+void MenuView::appears() {
     m_panel.disarm();
     refresh();
 }
@@ -112,7 +112,20 @@ void MenuView::refresh() {
     draw();
 }
 
+TrayState MenuView::trayState() const {
+    return TrayState::of(surroundings(), m_environment.daemon.pending().size());
+}
+
 MenuFacts MenuView::facts() const {
+    const Daemon& daemon = m_environment.daemon;
+    MenuFacts facts = surroundings();
+    facts.pending.assign(daemon.pending().begin(), daemon.pending().end());
+    for (const auto& [id, session] : daemon.activity().sessions())
+        facts.sessions.push_back(session);
+    return facts;
+}
+
+MenuFacts MenuView::surroundings() const {
     Daemon& daemon = m_environment.daemon;
     MenuFacts facts;
     if (const auto relay = daemon.config().relay())
@@ -123,9 +136,6 @@ MenuFacts MenuView::facts() const {
     facts.mode = daemon.config().mode();
     facts.isAway = daemon.away();
     facts.idleMinutes = daemon.config().number("idleMinutes");
-    facts.pending.assign(daemon.pending().begin(), daemon.pending().end());
-    for (const auto& [id, session] : daemon.activity().sessions())
-        facts.sessions.push_back(session);
     facts.hooks = m_hooks;
     facts.hasCodex = hasCodex();
     facts.codexTrust = m_codexTrust;
@@ -142,14 +152,18 @@ MenuFacts MenuView::facts() const {
 }
 
 void MenuView::drawSoon() {
-    if (m_drawing || !m_panel.isVisible())
+    if (m_drawing)
         return;
     m_drawing = m_environment.scheduler.after(drawingPause, [this] {
         m_drawing.reset();
-        draw();
+        if (m_panel.isVisible())
+            draw();
+        else
+            Q_EMIT trayChanged(trayState());
     });
 }
 
 void MenuView::draw() {
     m_panel.show(MenuState::of(facts()));
+    Q_EMIT trayChanged(trayState());
 }

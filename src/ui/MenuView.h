@@ -14,13 +14,14 @@
 #include "platform/Scheduler.h"
 #include "ui/MenuPanel.h"
 #include "ui/MenuState.h"
+#include "ui/TrayState.h"
 #include "update/Updater.h"
 
 /// The panel with its few fields of its own: reads everything else from the daemon and the agents'
 /// files, and does what is clicked.
 ///
 /// It looks at the agents' files and asks Codex when it appears and after what changes them. While
-/// it is not to be seen it computes and draws nothing.
+/// it is not to be seen it draws nothing, and computes only what the tray shows.
 class MenuView final : public QObject {
     Q_OBJECT
 
@@ -47,12 +48,22 @@ class MenuView final : public QObject {
     ~MenuView() override;
 
     [[nodiscard]] MenuPanel& panel() { return m_panel; }
-    /// The panel has been opened, anew as well.
-    void appeared();
+    /// The panel is being opened, anew as well.
+    void appears();
     /// Looks at what others may have changed.
     void refresh();
 
+    [[nodiscard]] TrayState trayState() const;
+    /// Why the last action failed.
+    [[nodiscard]] const std::optional<QString>& error() const { return m_error; }
+
+  Q_SIGNALS:
+    /// It may be the same as before.
+    void trayChanged(const TrayState& state);
+
   private:
+    /// All but the items and the sessions.
+    [[nodiscard]] MenuFacts surroundings() const;
     [[nodiscard]] MenuFacts facts() const;
     [[nodiscard]] bool hasCodex() const;
     void draw();

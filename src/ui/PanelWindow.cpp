@@ -68,7 +68,7 @@ PanelWindow::PanelWindow(QWidget* content, Kind kind, Compositing compositing)
     content->installEventFilter(this);
     connect(m_scroller->verticalScrollBar(), &QScrollBar::valueChanged, this, &PanelWindow::moved);
     new FocusRing(this);
-    theme::apply(*this);
+    theme::follow(*this);
     fit();
 }
 
@@ -93,6 +93,8 @@ void PanelWindow::fit() {
 }
 
 void PanelWindow::openAt(const QPoint& point) {
+    if (!isVisible())
+        Q_EMIT opening();
     QScreen* on = QGuiApplication::screenAt(point);
     if (on && on != screen())
         setScreen(on);
@@ -113,7 +115,7 @@ void PanelWindow::openAt(const QPoint& point) {
 
 void PanelWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    Q_EMIT opened();
+    Q_EMIT moved();
 }
 
 void PanelWindow::hideEvent(QHideEvent* event) {
@@ -127,8 +129,7 @@ void PanelWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::ActivationChange && m_kind == Kind::popup && isVisible() &&
         !isActiveWindow())
         hide();
-    if (event->type() == QEvent::ThemeChange) {
-        theme::apply(*this);
+    if (event->type() == QEvent::PaletteChange) {
         m_shadow = {};
         update();
     }
@@ -148,13 +149,14 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
+// At the size of one pixel a point, whatever the screen has: it has no edges that would show, and
+// a blur is a number of pixels.
 void PanelWindow::drawShadow() {
-    const qreal ratio = devicePixelRatioF();
-    m_shadow = QPixmap((QSizeF(size()) * ratio).toSize());
-    m_shadow.setDevicePixelRatio(ratio);
+    m_shadow = QPixmap(size());
     m_shadow.fill(Qt::transparent);
     QPainterPath frame;
-    frame.addRoundedRect(QRectF(rect()).adjusted(margin(), margin(), -margin(), -margin()),
+    const qreal inset = margin() + 1; // The frame itself is drawn over it.
+    frame.addRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset),
                          metrics::panelRadius, metrics::panelRadius);
     QPainter painter(&m_shadow);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -185,8 +187,9 @@ void PanelWindow::paintEvent(QPaintEvent* /*event*/) {
         }
         return;
     }
-    if (m_shadow.deviceIndependentSize().toSize() != size())
+    if (m_shadow.size() != size())
         drawShadow();
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawPixmap(0, 0, m_shadow);
     painter.setPen(colors.divider);
     painter.setBrush(colors.window);

@@ -25,9 +25,11 @@ class PanelWindow final : public QWidget {
     void openAt(const QPoint& point);
 
   Q_SIGNALS:
-    void opened();
+    /// The content is about to be seen: whatever it looks up, it can do so before its place and
+    /// size are decided.
+    void opening();
     void closed();
-    /// The content lies elsewhere on the screen.
+    /// The content lies elsewhere on the screen, or has come there.
     void moved();
 
   protected:

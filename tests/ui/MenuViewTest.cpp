@@ -36,7 +36,8 @@ class MenuViewTest : public DaemonFixture {
                                   .setLaunchAtLogin = [](bool) { throw DaemonError("不行"); }});
         m_window = std::make_unique<PanelWindow>(&m_view->panel(), PanelWindow::Kind::popup,
                                                  PanelWindow::Compositing::available);
-        QObject::connect(m_window.get(), &PanelWindow::opened, m_view.get(), &MenuView::appeared);
+        QObject::connect(m_window.get(), &PanelWindow::opening, m_view.get(), &MenuView::appears);
+        QObject::connect(m_window.get(), &PanelWindow::moved, &m_view->panel(), &MenuPanel::disarm);
         m_window->openAt({100, 0});
         settle();
     }
@@ -58,7 +59,7 @@ class MenuViewTest : public DaemonFixture {
         settle();
     }
 
-    [[nodiscard]] std::string error() { return utf8(find<QLabel>("error")->text()); }
+    [[nodiscard]] std::string error() { return utf8(find<TextBlock>("error")->toPlainText()); }
 
     Locations m_locations;
     std::optional<Hooks> m_hooks;

@@ -1,0 +1,115 @@
+#include <cstdio>
+#include <exception>
+
+#include <QApplication>
+#include <QStyleFactory>
+
+#include "app/DesktopProgram.h"
+#include "app/Options.h"
+#include "app/TamsellMacApp.h"
+#include "platform/CoreDumps.h"
+#include "platform/LaunchSocket.h"
+#include "platform/TerminationSignals.h"
+#include "ui/LaunchNotice.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The first launch answers from its event loop, which nothing holds up for longer.
+constexpr auto launchPatience = 3s;
+
+// Qt ends the process when none of its platforms comes up. With this one behind the others it comes
+// up without a screen, and the daemon can go on.
+constexpr const char* noScreen = "offscreen";
+
+// The order in which Qt would try them by itself.
+QByteArray platforms() {
+    const bool isWayland =
+        qgetenv("XDG_SESSION_TYPE") == "wayland" ||
+        (qEnvironmentVariableIsEmpty("DISPLAY") && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
+    const bool isGNOME = qgetenv("XDG_CURRENT_DESKTOP").contains("GNOME");
+    return QByteArray(isWayland && !isGNOME ? "wayland;xcb;" : "xcb;wayland;") + noScreen;
+}
+
+void setUp(QApplication& application) {
+    QApplication::setApplicationName(QStringLiteral("tamsell"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Tamsell"));
+    QApplication::setApplicationVersion(QStringLiteral(TAMSELL_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("tamsell"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tamsell")));
+    QApplication::setQuitOnLastWindowClosed(false);
+    // What is not drawn by us is drawn plainly; the desktop's style would mix in its own sizes.
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    application.setLayoutDirection(Qt::LeftToRight);
+}
+
+int showNotice(const LaunchAnswer& first) {
+    LaunchNotice notice(first);
+    QObject::connect(&notice, &LaunchNotice::closed, qApp, [] { QCoreApplication::quit(); });
+    notice.open();
+    return QCoreApplication::exec();
+}
+
+int runSecondLaunch(const std::filesystem::path& socket) {
+    const std::string token = qgetenv("XDG_ACTIVATION_TOKEN").toStdString();
+    const LaunchAnswer first = askFirstLaunch(socket, token, launchPatience);
+    return first.kind == LaunchAnswer::Kind::shown ? 0 : showNotice(first);
+}
+
+int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
+    const bool isOurChoice = !qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    if (isOurChoice)
+        qputenv("QT_QPA_PLATFORM", platforms());
+    QApplication application(argc, argv);
+    if (isOurChoice) {
+        qunsetenv("QT_QPA_PLATFORM"); // Programs started from here choose for themselves.
+        if (QGuiApplication::platformName() == QLatin1String(noScreen)) {
+            logging::writeToStandardOutput(
+                "tamsell: Qt cannot use the display, running without an interface");
+            becomeHeadless(Bundle::ofThisProcess());
+        }
+    }
+    setUp(application);
+
+    const TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::received, &application,
+                     [] { QCoreApplication::quit(); });
+
+    const Locations locations = Locations::from(processEnvironment, homeDirectory());
+    const auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
+    std::unique_ptr<FirstLaunch> launch;
+    try {
+        launch = FirstLaunch::claim(socket, FirstLaunch::Interface::present);
+        if (!launch)
+            return runSecondLaunch(socket);
+    } catch (const std::system_error& failure) {
+        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
+                                       std::string(failure.what()));
+    }
+    ProcessDaemon process;
+    TamsellMacApp app(process, descriptorLimit);
+    if (launch)
+        QObject::connect(launch.get(), &FirstLaunch::asked, &application,
+                         [&app](const QString& token) { app.launchedAgain(token); });
+    app.finishLaunching();
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const Options options = Options::ofProgram({argv + 1, argv + argc});
+    if (options.exitCode)
+        return *options.exitCode;
+    disableCoreDumps();
+    try {
+        if (options.isHeadless)
+            becomeHeadless(Bundle::ofThisProcess());
+        const DescriptorLimit descriptorLimit;
+        return runDesktop(argc, argv, descriptorLimit);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "tamsell: %s\n", failure.what());
+        return 1;
+    }
+}
