@@ -9,6 +9,7 @@ test_packages=(
   libgtest-dev libgmock-dev curl openssl libnss-wrapper procps
   libboost-dev nettle-dev zbar-tools
   dbus xvfb xdotool
+  desktop-file-utils appstream
 )
 page_packages=(chromium nodejs npm)
 # The fonts that the page asks for, so that its pictures are the same everywhere.

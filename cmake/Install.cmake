@@ -1,0 +1,19 @@
+# What is installed, and where. The programs find one another by these folders (see
+# src/platform/Bundle.h), so they are not to be chosen.
+#   cmake --install build/release --prefix DIRECTORY [--component runtime|desktop]
+# runtime needs no display; desktop adds the windows to it.
+foreach(program tamsell tamsellctl)
+  if(TARGET ${program})
+    install(TARGETS ${program} RUNTIME DESTINATION bin COMPONENT runtime)
+  endif()
+endforeach()
+if(TARGET tamsell-hook)
+  install(TARGETS tamsell-hook RUNTIME DESTINATION libexec/tamsell COMPONENT runtime)
+endif()
+if(TARGET tamsell-desktop)
+  install(TARGETS tamsell-desktop RUNTIME DESTINATION libexec/tamsell COMPONENT desktop)
+endif()
+install(DIRECTORY "${CMAKE_BINARY_DIR}/share/tamsell" DESTINATION share COMPONENT runtime)
+foreach(folder applications icons metainfo)
+  install(DIRECTORY "${CMAKE_BINARY_DIR}/share/${folder}" DESTINATION share COMPONENT desktop)
+endforeach()
