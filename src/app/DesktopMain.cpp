@@ -34,7 +34,6 @@ QByteArray platforms() {
 
 void setUp(QApplication& application) {
     QApplication::setApplicationName(QStringLiteral("tamsell"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Tamsell"));
     QApplication::setApplicationVersion(QStringLiteral(TAMSELL_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("tamsell"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tamsell")));
@@ -51,10 +50,32 @@ int showNotice(const LaunchAnswer& first) {
     return QCoreApplication::exec();
 }
 
-int runSecondLaunch(const std::filesystem::path& socket) {
-    const std::string token = qgetenv("XDG_ACTIVATION_TOKEN").toStdString();
-    const LaunchAnswer first = askFirstLaunch(socket, token, launchPatience);
-    return first.kind == LaunchAnswer::Kind::shown ? 0 : showNotice(first);
+struct Launch {
+    std::unique_ptr<FirstLaunch> first; ///< this one
+    std::optional<LaunchAnswer> answer; ///< of the one that is
+};
+
+// Neither where there is no socket to be had: nothing but later launches depends on it.
+Launch beginLaunch() {
+    const Locations locations = Locations::from(processEnvironment, homeDirectory());
+    const auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
+    const auto claim = [&] { return FirstLaunch::claim(socket, FirstLaunch::Interface::present); };
+    try {
+        std::filesystem::create_directories(socket.parent_path());
+        if (auto claimed = claim())
+            return {.first = std::move(claimed), .answer = {}};
+        const std::string token = qgetenv("XDG_ACTIVATION_TOKEN").toStdString();
+        const LaunchAnswer answer = askFirstLaunch(socket, token, launchPatience);
+        // One that says nothing may have just ended.
+        if (answer.kind == LaunchAnswer::Kind::silent)
+            if (auto claimed = claim())
+                return {.first = std::move(claimed), .answer = {}};
+        return {.first = nullptr, .answer = answer};
+    } catch (const std::system_error& failure) {
+        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
+                                       std::string(failure.what()));
+        return {};
+    }
 }
 
 int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
@@ -76,21 +97,13 @@ int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
     QObject::connect(&termination, &TerminationSignals::received, &application,
                      [] { QCoreApplication::quit(); });
 
-    const Locations locations = Locations::from(processEnvironment, homeDirectory());
-    const auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
-    std::unique_ptr<FirstLaunch> launch;
-    try {
-        launch = FirstLaunch::claim(socket, FirstLaunch::Interface::present);
-        if (!launch)
-            return runSecondLaunch(socket);
-    } catch (const std::system_error& failure) {
-        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
-                                       std::string(failure.what()));
-    }
+    const Launch launch = beginLaunch();
+    if (launch.answer)
+        return launch.answer->kind == LaunchAnswer::Kind::shown ? 0 : showNotice(*launch.answer);
     ProcessDaemon process;
     TamsellMacApp app(process, descriptorLimit);
-    if (launch)
-        QObject::connect(launch.get(), &FirstLaunch::asked, &application,
+    if (launch.first)
+        QObject::connect(launch.first.get(), &FirstLaunch::asked, &application,
                          [&app](const QString& token) { app.launchedAgain(token); });
     app.finishLaunching();
     return QCoreApplication::exec();
