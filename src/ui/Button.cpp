@@ -1,7 +1,5 @@
 #include "ui/Button.h"
 
-#include <QStyle>
-
 #include "ui/Theme.h"
 
 using namespace theme;
@@ -43,14 +41,9 @@ QPushButton* make(const QString& text, Look look, const char* name, QWidget* par
 }
 
 void setLook(QPushButton& button, Look look) {
-    const QLatin1String name(nameOf(look));
-    if (button.property("look").toString() == name)
-        return;
-    button.setProperty("look", QString(name));
     const bool standsOut = look == Look::prominent || look == Look::tinted || look == Look::confirm;
     button.setFont(standsOut ? emphasized(Style::control) : theme::font(Style::control));
-    button.style()->unpolish(&button);
-    button.style()->polish(&button);
+    theme::setLook(button, QLatin1String(nameOf(look)));
 }
 
 void makeSmall(QPushButton& button) {

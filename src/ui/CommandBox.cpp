@@ -40,20 +40,14 @@ class CommandBox::Gutter final : public QWidget {
     CommandBox* m_box;
 };
 
-CommandBox::CommandBox(QWidget* parent) : QTextEdit(parent), m_gutter(new Gutter(this)) {
-    setProperty("look", QStringLiteral("command"));
-    setReadOnly(true);
-    setAcceptRichText(false);
-    setTabChangesFocus(true);
+CommandBox::CommandBox(QWidget* parent)
+    : TextBlock(Style::monoCaption, QStringLiteral("command"), mostLines, metrics::commandPadding,
+                parent),
+      m_gutter(new Gutter(this)) {
     setTextInteractionFlags(Qt::TextSelectableByMouse);
     setFocusPolicy(Qt::StrongFocus);
     setLayoutDirection(Qt::LeftToRight);
-    setFrameShape(QFrame::NoFrame);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setFont(theme::font(Style::monoCaption));
-    document()->setDocumentMargin(0);
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    QTextOption option = document()->defaultTextOption();
     option.setTextDirection(Qt::LeftToRight);
     document()->setDefaultTextOption(option);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, m_gutter,
@@ -108,8 +102,6 @@ void CommandBox::lay() {
         m_leftOut += (static_cast<unsigned char>(byte) & 0xC0) != 0x80 ? 1 : 0;
 
     const Colors& colors = theme::current();
-    QTextBlockFormat block;
-    block.setLineHeight(lineHeight(Style::monoCaption), QTextBlockFormat::FixedHeight);
     Formats formats;
     formats.plain.setFont(theme::font(Style::monoCaption));
     formats.plain.setForeground(colors.text);
@@ -123,7 +115,7 @@ void CommandBox::lay() {
     document()->clear();
     QTextCursor cursor(document());
     cursor.beginEditBlock();
-    cursor.setBlockFormat(block);
+    cursor.setBlockFormat(lineFormat());
     std::size_t at = 0;
     for (const text::Piece& piece : text::pieces(shown)) {
         if (piece.mark.empty()) {
@@ -149,41 +141,28 @@ void CommandBox::lay() {
     }
     setAccessibleDescription(document()->toPlainText().remove(QChar(wordJoiner)));
     fit();
+    placeGutter();
 }
 
-int CommandBox::lineCount() const {
-    int lines = 0;
-    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next())
-        lines += std::max(block.layout()->lineCount(), 1);
-    return lines;
+int CommandBox::gutter() const {
+    return document()->blockCount() > 1 ? metrics::gutterWidth : 0;
 }
 
-void CommandBox::fit() {
-    const bool hasNumbers = document()->blockCount() > 1;
-    setViewportMargins(hasNumbers ? metrics::gutterWidth : 0, 0, 0, 0);
-    m_gutter->setVisible(hasNumbers);
-    // The layout counts lines once it knows the width.
-    (void)document()->documentLayout()->documentSize();
-    const int lines = lineCount();
-    const int line = lineHeight(Style::monoCaption);
-    const int around = 2 * metrics::commandPadding;
-    setFixedHeight(lines <= mostLines ? lines * line + around
-                                      : mostLines * line + line / 2 + around);
-    setVerticalScrollBarPolicy(lines <= mostLines ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
+void CommandBox::placeGutter() {
     const QRect inside = viewport()->geometry();
-    m_gutter->setGeometry(inside.left() - metrics::gutterWidth, inside.top(), metrics::gutterWidth,
-                          inside.height());
+    m_gutter->setVisible(gutter() > 0);
+    m_gutter->setGeometry(inside.left() - gutter(), inside.top(), gutter(), inside.height());
 }
 
 void CommandBox::changeEvent(QEvent* event) {
-    QTextEdit::changeEvent(event);
+    TextBlock::changeEvent(event);
     if (event->type() == QEvent::PaletteChange && !m_isEmpty)
         lay();
 }
 
 void CommandBox::resizeEvent(QResizeEvent* event) {
-    QTextEdit::resizeEvent(event);
-    fit();
+    TextBlock::resizeEvent(event);
+    placeGutter();
 }
 
 void CommandBox::paintNumbers(QPainter& painter, const QRect& area) {
@@ -194,7 +173,7 @@ void CommandBox::paintNumbers(QPainter& painter, const QRect& area) {
     for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
         ++number;
         const QRectF bounds = document()->documentLayout()->blockBoundingRect(block);
-        const int top = static_cast<int>(bounds.top()) - scrolled;
+        const int top = static_cast<int>(bounds.top()) - scrolled + raised();
         if (top > area.bottom())
             break;
         if (top + bounds.height() < area.top())
@@ -213,13 +192,13 @@ void CommandBox::paintEvent(QPaintEvent* event) {
         painter.setPen(colors.orangeMark);
         painter.setBrush(colors.orangeTint);
         for (const Mark& mark : m_marks) {
-            constexpr qreal radius = 3;
+            const qreal radius = Length(3);
             const QRectF frame = frameOf(mark);
             if (frame.intersects(event->rect()))
                 painter.drawRoundedRect(frame, radius, radius);
         }
     }
-    QTextEdit::paintEvent(event);
+    TextBlock::paintEvent(event);
 }
 
 // Empty for a mark that is broken over two lines, which keeps its colour.
@@ -235,7 +214,8 @@ QRectF CommandBox::frameOf(const Mark& mark) const {
     if (line < 0 || begin.top() != end.top())
         return {};
     const qreal top = document()->documentLayout()->blockBoundingRect(block).top() +
-                      line * lineHeight(Style::monoCaption) - verticalScrollBar()->value();
+                      line * lineHeight(Style::monoCaption) - verticalScrollBar()->value() +
+                      raised();
     const qreal height = lineHeight(Style::mark);
     return {begin.left() + 0.5, top + (lineHeight(Style::monoCaption) - height) / 2 + 0.5,
             end.left() - begin.left() - 1, height};
@@ -262,7 +242,7 @@ void CommandBox::wheelEvent(QWheelEvent* event) {
         !m_lastWheel.isValid() || m_lastWheel.elapsed() >= restBeforeThePanelScrolls;
     if (bar->maximum() > bar->minimum() && (!isAtEnd || !rested)) {
         m_lastWheel.start();
-        QTextEdit::wheelEvent(event);
+        TextBlock::wheelEvent(event);
         event->accept();
         return;
     }
@@ -273,6 +253,8 @@ void CommandBox::keyPressEvent(QKeyEvent* event) {
     QScrollBar* bar = verticalScrollBar();
     if (event->matches(QKeySequence::Copy)) {
         copy();
+    } else if (event->matches(QKeySequence::SelectAll)) {
+        selectAll();
     } else if (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down) {
         bar->setValue(bar->value() +
                       (event->key() == Qt::Key_Up ? -1 : 1) * lineHeight(Style::monoCaption));

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include <QElapsedTimer>
-#include <QTextEdit>
+
+#include "ui/TextBlock.h"
 
 /// The box with what an agent asks for, word for word: monospaced, in the order in which a program
 /// reads it, with characters that hide shown as marks, and numbers before lines where there are
@@ -14,7 +15,7 @@
 ///
 /// Lines break at spaces, within a word only when it has no room, and never behind a hyphen. What
 /// is copied out of it is the text itself, without marks.
-class CommandBox final : public QTextEdit {
+class CommandBox final : public TextBlock {
     Q_OBJECT
 
   public:
@@ -35,6 +36,7 @@ class CommandBox final : public QTextEdit {
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void changeEvent(QEvent* event) override;
+    [[nodiscard]] int gutter() const override;
 
   private:
     class Gutter;
@@ -53,9 +55,8 @@ class CommandBox final : public QTextEdit {
     void insert(QTextCursor& cursor, const Formats& formats, std::string_view text, std::size_t at);
     void lay();
     [[nodiscard]] QRectF frameOf(const Mark& mark) const;
-    void fit();
+    void placeGutter();
     void paintNumbers(QPainter& painter, const QRect& area);
-    [[nodiscard]] int lineCount() const;
 
     std::string m_command;
     std::vector<std::size_t> m_sources; // Of each character of the document: where it is from.

@@ -7,14 +7,15 @@
 #include "ui/Button.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
+#include "ui/VisibleName.h"
 
 using namespace theme;
 
 namespace {
 
-constexpr int titleToMessage = 8;
-constexpr int messageToButtons = 20;
-constexpr int buttonsApart = 16;
+constexpr Length titleToMessage(8);
+constexpr Length messageToButtons(20);
+constexpr Length buttonsApart(16);
 
 } // namespace
 
@@ -29,7 +30,7 @@ Confirmation::Confirmation(QWidget* window)
     setObjectName(QStringLiteral("confirmation"));
     m_box->setFixedWidth(metrics::confirmationWidth);
     auto* column = parts::column(m_box, 0);
-    constexpr int padding = metrics::confirmationPadding;
+    const int padding = metrics::confirmationPadding;
     column->setContentsMargins(padding, padding, padding, padding);
     column->addWidget(m_title);
     column->addSpacing(titleToMessage);
@@ -55,7 +56,7 @@ Confirmation::Confirmation(QWidget* window)
 }
 
 void Confirmation::ask(const QString& title, const QString& message, const QString& action) {
-    m_title->setText(parts::visibleName(title));
+    m_title->setText(visibleName(title));
     m_message->setText(message);
     m_confirm->setText(action);
     setAccessibleName(m_title->text());

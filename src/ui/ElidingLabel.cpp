@@ -1,6 +1,9 @@
 #include "ui/ElidingLabel.h"
 
+#include <QEvent>
 #include <QPainter>
+
+#include "ui/Parts.h"
 
 ElidingLabel::ElidingLabel(Qt::TextElideMode mode, QWidget* parent) : QLabel(parent), m_mode(mode) {
     setTextFormat(Qt::PlainText);
@@ -15,9 +18,10 @@ QSize ElidingLabel::minimumSizeHint() const {
             QLabel::minimumSizeHint().height()};
 }
 
-void ElidingLabel::resizeEvent(QResizeEvent* event) {
-    QLabel::resizeEvent(event);
-    setToolTip(elided() == text() ? QString() : text().toHtmlEscaped());
+bool ElidingLabel::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip)
+        parts::setToolTip(this, elided() == text() ? QString() : text());
+    return QLabel::event(event);
 }
 
 void ElidingLabel::paintEvent(QPaintEvent* /*event*/) {

@@ -14,7 +14,7 @@ class ElidingLabel final : public QLabel {
 
   protected:
     void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool event(QEvent* event) override;
 
   private:
     [[nodiscard]] QString elided() const;

@@ -53,6 +53,13 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
         else if (this->widget() == widget)
             setWidget(nullptr);
     }
+    // What was out of sight when it got the focus has been scrolled to where it shows.
+    if (widget && event->type() == QEvent::Move && isHidden() && this->widget() &&
+        widget->isAncestorOf(this->widget())) {
+        QWidget* const around = this->widget();
+        setWidget(nullptr);
+        setWidget(around);
+    }
     return QFocusFrame::eventFilter(watched, event);
 }
 
@@ -60,7 +67,7 @@ void FocusRing::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(theme::current().accentText, metrics::focusWidth));
-    constexpr qreal half = metrics::focusWidth / 2.0;
-    constexpr int radius = metrics::controlRadius + metrics::focusWidth + metrics::focusGap;
+    const qreal half = metrics::focusWidth / 2.0;
+    const int radius = metrics::controlRadius + metrics::focusWidth + metrics::focusGap;
     painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), radius, radius);
 }

@@ -11,6 +11,7 @@ using namespace theme;
 namespace {
 
 constexpr float faint = 0.4F;
+constexpr qreal drawnBadge = 22;
 constexpr int turn = 360;          // Degrees.
 constexpr int step = 12;           // Degrees.
 constexpr int turnDuration = 1000; // Milliseconds.
@@ -33,7 +34,7 @@ QColor colorOf(StatusMark::Color color, const Colors& colors) {
 
 } // namespace
 
-StatusMark::StatusMark(int size, QWidget* parent) : QWidget(parent) {
+StatusMark::StatusMark(int size, QWidget* parent) : QLabel(parent) {
     setFixedSize(size, size);
 }
 
@@ -52,7 +53,7 @@ void StatusMark::paintEvent(QPaintEvent* /*event*/) {
     painter.drawEllipse(QRectF(rect()));
 }
 
-StepBadge::StepBadge(QWidget* parent) : QWidget(parent) {
+StepBadge::StepBadge(QWidget* parent) : QLabel(parent) {
     setFixedSize(metrics::badgeSize, metrics::badgeSize);
 }
 
@@ -68,10 +69,12 @@ void StepBadge::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
+    painter.scale(textScale(), textScale());
+    const QRectF disc(0, 0, drawnBadge, drawnBadge);
     painter.setBrush(m_look == Look::done      ? colors.greenFill
                      : m_look == Look::current ? colors.accent
                                                : colors.badge);
-    painter.drawEllipse(QRectF(rect()));
+    painter.drawEllipse(disc);
     if (m_look == Look::done) {
         constexpr qreal strokeWidth = 2;
         painter.setBrush(Qt::NoBrush);
@@ -82,14 +85,15 @@ void StepBadge::paintEvent(QPaintEvent* /*event*/) {
         painter.drawPath(check);
         return;
     }
+    painter.resetTransform();
     painter.setFont(emphasized(Style::caption));
     painter.setPen(m_look == Look::current ? colors.onAccent : colors.text2);
     painter.drawText(rect(), Qt::AlignCenter, QString::number(m_number));
 }
 
-Spinner::Spinner(Size size, QWidget* parent) : QWidget(parent), m_size(size) {
-    constexpr int smallSide = 12;
-    constexpr int largeSide = 28;
+Spinner::Spinner(Size size, QWidget* parent) : QLabel(parent), m_size(size) {
+    constexpr Length smallSide(12);
+    constexpr Length largeSide(28);
     const int side = size == Size::small ? smallSide : largeSide;
     setFixedSize(side, side);
     setAccessibleName(tr("進行中"));
@@ -105,14 +109,14 @@ bool Spinner::moves() const {
 }
 
 void Spinner::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
+    QLabel::showEvent(event);
     if (moves())
         m_timer.start();
 }
 
 void Spinner::hideEvent(QHideEvent* event) {
     m_timer.stop();
-    QWidget::hideEvent(event);
+    QLabel::hideEvent(event);
 }
 
 void Spinner::paintEvent(QPaintEvent* /*event*/) {
@@ -126,7 +130,7 @@ void Spinner::paintEvent(QPaintEvent* /*event*/) {
     }
     constexpr int quarter = 90;
     constexpr int perDegree = 16; // QPainter::drawArc
-    const qreal stroke = m_size == Size::small ? 1.5 : 2.5;
+    const qreal stroke = (m_size == Size::small ? 1.5 : 2.5) * textScale();
     const QRectF ring = QRectF(rect()).adjusted(stroke / 2, stroke / 2, -stroke / 2, -stroke / 2);
     painter.setPen(QPen(colors.fill, stroke));
     painter.drawEllipse(ring);

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <QLabel>
 #include <QTimer>
-#include <QWidget>
 
 /// A small disc whose colour repeats what the words beside it say.
-class StatusMark final : public QWidget {
+class StatusMark final : public QLabel {
     Q_OBJECT
 
   public:
@@ -23,7 +23,7 @@ class StatusMark final : public QWidget {
 };
 
 /// The number of a step, or that it is done.
-class StepBadge final : public QWidget {
+class StepBadge final : public QLabel {
     Q_OBJECT
 
   public:
@@ -43,7 +43,7 @@ class StepBadge final : public QWidget {
 
 /// Says that something is under way. It turns only while it is seen, and not where the user wants
 /// no movement: then it is three dots.
-class Spinner final : public QWidget {
+class Spinner final : public QLabel {
     Q_OBJECT
 
   public:

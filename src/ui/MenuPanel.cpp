@@ -9,6 +9,7 @@
 #include "ui/Button.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
+#include "ui/VisibleName.h"
 
 using namespace theme;
 
@@ -41,6 +42,7 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
     m_parts->addWidget(parts::divider(this));
     m_failure = addNotice("failure", "warning");
     m_warning = addNotice("warning", "");
+    m_warning.title->setSelectable(false); // Ours, and always the same.
     connect(m_failure.button, &QPushButton::clicked, this, [this] {
         if (m_state && m_state->failure && m_state->failure->isTakeover)
             Q_EMIT takeOverClicked();
@@ -54,8 +56,7 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
         else
             Q_EMIT installClicked();
     });
-    m_error = new ParagraphLabel(Style::caption, QStringLiteral("error"), this);
-    m_error->setObjectName(QStringLiteral("error"));
+    m_error = parts::errorLine(this);
     m_parts->addWidget(m_error);
     addMode();
     m_pendingDivider = parts::divider(this);
@@ -73,7 +74,7 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
 
 void MenuPanel::addHeader() {
     auto* header = new QHBoxLayout;
-    constexpr int markFromEdge = 3;
+    constexpr Length markFromEdge(3);
     header->setContentsMargins(0, 0, markFromEdge, 0);
     auto* words = new QVBoxLayout;
     words->setSpacing(0);
@@ -97,8 +98,7 @@ MenuPanel::Notice MenuPanel::addNotice(const char* name, const char* titleLook) 
     title->setSpacing(metrics::iconToLabel);
     notice.icon = new IconLabel(Icon::warning, IconLabel::Tone::warning, notice.widget);
     title->addWidget(notice.icon, 0, Qt::AlignTop);
-    notice.title = new ParagraphLabel(Style::body, QLatin1String(titleLook), notice.widget);
-    notice.title->setFont(emphasized(Style::body));
+    notice.title = parts::noticeTitle(QLatin1String(titleLook), notice.widget);
     title->addWidget(notice.title, 1);
     column->addLayout(title);
     notice.text = new ParagraphLabel(Style::caption, QStringLiteral("secondary"), notice.widget);
@@ -158,7 +158,7 @@ void MenuPanel::addCommands() {
 
     // Plain buttons lie a little outside, so that their words align with the column.
     auto* row = new QHBoxLayout;
-    constexpr int side = metrics::panelPadding - metrics::plainButtonPadding;
+    const int side = metrics::panelPadding - metrics::plainButtonPadding;
     row->setContentsMargins(side, 0, side, metrics::panelPadding);
     row->setSpacing(0);
     QPushButton* guide = button::make(MenuState::tr("設定指南…"), Look::plain, "guide", this);
@@ -246,7 +246,9 @@ void MenuPanel::showPending(const MenuState& state) {
         gone->deleteLater(); // Its own click may have led here.
     }
     m_rows = std::move(rows);
+    QWidget* before = m_modes->findChildren<QPushButton*>().constLast();
     for (std::size_t i = 0; i < m_rows.size(); ++i) {
+        before = parts::tabAfter(before, m_rows[i]);
         const int place = static_cast<int>(i);
         if (m_pending->indexOf(m_rows[i]) != place) {
             m_pending->removeWidget(m_rows[i]);
@@ -273,12 +275,12 @@ void MenuPanel::showSessions(const MenuState& state) {
         row->setSpacing(metrics::buttonsApart);
         auto* name = new ElidingLabel(Qt::ElideRight, m_sessions);
         name->setFont(theme::font(Style::body));
-        name->setText(parts::visibleName(session.name));
+        name->setText(visibleName(session.name));
         name->setMinimumHeight(lineHeight(Style::body));
         name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
         row->addWidget(name, 1);
-        row->addWidget(parts::label(parts::visibleName(session.client), Style::caption, "secondary",
-                                    m_sessions));
+        row->addWidget(
+            parts::label(visibleName(session.client), Style::caption, "secondary", m_sessions));
         column->addLayout(row);
     }
 }

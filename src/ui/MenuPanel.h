@@ -17,6 +17,7 @@
 #include "ui/PendingRow.h"
 #include "ui/SegmentedControl.h"
 #include "ui/Switch.h"
+#include "ui/TextBlock.h"
 
 /// The content of the panel: draws a `MenuState` and says what was clicked.
 ///
@@ -56,7 +57,7 @@ class MenuPanel final : public QWidget {
     struct Notice {
         QWidget* widget = nullptr;
         IconLabel* icon = nullptr;
-        ParagraphLabel* title = nullptr;
+        TextBlock* title = nullptr;
         ParagraphLabel* text = nullptr;
         QPushButton* button = nullptr;
     };
@@ -78,7 +79,7 @@ class MenuPanel final : public QWidget {
     StatusMark* m_mark = nullptr;
     Notice m_failure;
     Notice m_warning;
-    ParagraphLabel* m_error = nullptr;
+    TextBlock* m_error = nullptr;
     SegmentedControl* m_modes = nullptr;
     ParagraphLabel* m_modeDescription = nullptr;
     QFrame* m_pendingDivider = nullptr;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/Text.h"
+#include "ui/RememberedText.h"
 
 namespace {
 
@@ -154,6 +155,8 @@ PendingRowState PendingRowState::of(const PendingItem& item) {
     row.detail = fromUtf8(item.detail());
     const JSONArray* suggestions = item.suggestions ? item.suggestions->array() : nullptr;
     row.offersAlways = row.isPermission && suggestions && !suggestions->empty();
+    if (row.offersAlways)
+        row.remembered = rememberedText(*suggestions);
     return row;
 }
 

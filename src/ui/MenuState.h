@@ -56,6 +56,7 @@ struct PendingRowState {
     QString detail;
     bool isPermission = false; ///< else a stopped turn, which takes an instruction
     bool offersAlways = false;
+    QString remembered; ///< what always allowing makes the agent remember; empty without it
 
     bool operator==(const PendingRowState&) const = default;
 };

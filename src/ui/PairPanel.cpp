@@ -11,15 +11,16 @@
 #include "ui/Marks.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
+#include "ui/VisibleName.h"
 
 using namespace theme;
 
 namespace {
 
-constexpr int formParts = 12;
-constexpr int pairingParts = 14;
-constexpr int phoneParts = 8;
-constexpr int codeSize = 220;
+constexpr Length formParts(12);
+constexpr Length pairingParts(14);
+constexpr Length phoneParts(8);
+constexpr Length codeSize(220);
 
 // Parts with the window's padding on both sides.
 QVBoxLayout* padded(int spacing) {
@@ -212,8 +213,7 @@ void PairPanel::show(const PairState& state) {
     } else {
         showCode(state);
         showPhones(state);
-        m_relayURL->setText(parts::visibleName(state.relayURL));
-        m_relayURL->setToolTip(m_relayURL->text().toHtmlEscaped());
+        m_relayURL->setText(visibleName(state.relayURL));
     }
     // Qt would hand the focus of what is gone to the next button.
     if (begins || hadForm != state.setUp.has_value())
@@ -241,6 +241,7 @@ void PairPanel::showPhones(const PairState& state) {
     m_noPhones->setVisible(state.phones.empty());
     m_phones->setVisible(!state.phones.empty());
     m_phones->show(state.phones);
+    parts::tabAfter(m_testPush, m_phones);
     m_testResult->setVisible(state.testResult.has_value());
     m_testResult->setText(state.testResult.value_or(QString()));
 }
@@ -258,11 +259,4 @@ void PairPanel::showConfirmation(const PairState& state) {
     }
     m_confirmation->ask(state.confirmation->title, state.confirmation->message,
                         state.confirmation->action);
-}
-
-QSize PairPanel::sizeHint() const {
-    const QLayout& whole = *layout();
-    return {metrics::pairingWidth, whole.hasHeightForWidth()
-                                       ? whole.totalHeightForWidth(metrics::pairingWidth)
-                                       : whole.totalSizeHint().height()};
 }

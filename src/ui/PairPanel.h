@@ -29,9 +29,6 @@ class PairPanel final : public QWidget {
     /// What stands in the field of the form.
     void setRelayURL(const QString& url);
 
-    /// As wide as the window, and as high as what shows.
-    [[nodiscard]] QSize sizeHint() const override;
-
   Q_SIGNALS:
     void urlChanged(const QString& url);
     void createClicked();

@@ -4,60 +4,30 @@
 #include <exception>
 
 #include <QClipboard>
-#include <QEvent>
 #include <QGuiApplication>
 #include <QHideEvent>
-#include <QScreen>
 #include <QShowEvent>
 
-#include "ui/FocusRing.h"
-#include "ui/Parts.h"
-#include "ui/Theme.h"
-
 using namespace std::chrono_literals;
-using namespace theme;
 
 namespace {
 
 constexpr auto tickInterval = 1s;
 constexpr auto pollInterval = 500ms;
-constexpr int titleBar = 48; // And what the desktop puts around a window, at most.
 
 } // namespace
 
 PairView::PairView(Environment environment, QWidget* parent)
-    : QWidget(parent, Qt::Window),
+    : ColumnWindow("pair", PairState::tr("配對手機"), new PairPanel, parent),
       m_environment(std::move(environment)),
       m_daemon(m_environment.daemon),
-      m_area(new QScrollArea(this)),
-      m_panel(new PairPanel),
+      m_panel(static_cast<PairPanel*>(content())),
       m_now(m_environment.clock()) {
-    setObjectName(QStringLiteral("pair"));
-    setWindowTitle(PairState::tr("配對手機"));
-    setProperty("look", QStringLiteral("window"));
-    setAttribute(Qt::WA_StyledBackground);
-    parts::column(this, 0)->addWidget(m_area);
-    m_area->setFrameShape(QFrame::NoFrame);
-    m_area->setFocusPolicy(Qt::NoFocus);
-    m_area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_area->setWidget(m_panel);
-    m_area->viewport()->setAutoFillBackground(false);
-    m_panel->setAutoFillBackground(false);
-    m_panel->installEventFilter(this);
-    (new FocusRing(this))->hide(); // Until something has the focus.
-    theme::apply(*this);
     connectPanel();
     connect(&m_daemon, &Daemon::changed, this, [this] {
         if (isVisible())
             redraw();
     });
-}
-
-void PairView::open() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
 }
 
 void PairView::connectPanel() {
@@ -117,26 +87,6 @@ void PairView::redraw() {
         m_removing.reset();
     }
     m_panel->show(shown);
-}
-
-void PairView::fit() {
-    const QSize whole = m_panel->sizeHint();
-    m_panel->resize(whole);
-    setFixedSize(whole.width(),
-                 std::min(whole.height(), screen()->availableGeometry().height() - titleBar));
-}
-
-bool PairView::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == m_panel && event->type() == QEvent::LayoutRequest)
-        fit();
-    return QWidget::eventFilter(watched, event);
-}
-
-// The desktop's colours have changed; what a style sheet does to the palette is none of it.
-bool PairView::event(QEvent* event) {
-    if (event->type() == QEvent::ApplicationPaletteChange)
-        theme::apply(*this);
-    return QWidget::event(event);
 }
 
 void PairView::showEvent(QShowEvent* event) {

@@ -5,19 +5,16 @@
 #include <memory>
 #include <optional>
 
-#include <QScrollArea>
-#include <QWidget>
-
 #include "daemon/Daemon.h"
 #include "platform/Scheduler.h"
+#include "ui/ColumnWindow.h"
 #include "ui/PairPanel.h"
 
 /// The window in which phones are paired: sets the relay up, shows an invite as a QR code, lists
 /// the phones, removes them, sends a test push and gives the relay up.
 ///
-/// As high as its content, and scrolling where the screen is lower. It lives by a tick of one
-/// second while it is visible, and does nothing while it is not.
-class PairView final : public QWidget {
+/// It lives by a tick of one second while it is visible, and does nothing while it is not.
+class PairView final : public ColumnWindow {
     Q_OBJECT
 
   public:
@@ -32,20 +29,14 @@ class PairView final : public QWidget {
 
     explicit PairView(Environment environment, QWidget* parent = nullptr);
 
-    /// Shows it, in front of other windows and with the keyboard.
-    void open();
-
   protected:
-    bool event(QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void connectPanel();
     [[nodiscard]] PairState state() const;
     void redraw();
-    void fit();
     void createRelay();
     void newCode();
     void copyLink();
@@ -57,7 +48,6 @@ class PairView final : public QWidget {
 
     Environment m_environment;
     Daemon& m_daemon;
-    QScrollArea* m_area;
     PairPanel* m_panel;
     QString m_relayURL;
     bool m_revealLink = false;

@@ -12,7 +12,7 @@ using namespace theme;
 
 namespace {
 
-constexpr int rim = 8;
+constexpr Length rim(8);
 
 // The plate adds to the light modules around the code, so four of them suffice within the square.
 constexpr int lightModules = 4;
@@ -27,7 +27,7 @@ std::optional<qr::Code> codeOf(const QString& link) {
 
 } // namespace
 
-PairingQR::PairingQR(int size, QWidget* parent) : QWidget(parent), m_size(size) {
+PairingQR::PairingQR(int size, QWidget* parent) : QLabel(parent), m_size(size) {
     setAccessibleName(tr("配對用的 QR code"));
     setFixedSize(0, 0);
 }
@@ -66,6 +66,6 @@ void PairingQR::drawCode(QPainter& painter) const {
     const int pixels = module * m_code->size;
     QImage scaled = image.scaled(pixels, pixels, Qt::IgnoreAspectRatio, Qt::FastTransformation);
     scaled.setDevicePixelRatio(ratio);
-    const int edge = static_cast<int>(rim * ratio) + (side - pixels) / 2;
+    const int edge = static_cast<int>(static_cast<int>(rim) * ratio) + (side - pixels) / 2;
     painter.drawImage(QPointF(edge / ratio, edge / ratio), scaled);
 }

@@ -2,14 +2,14 @@
 
 #include <optional>
 
+#include <QLabel>
 #include <QString>
-#include <QWidget>
 
 #include "platform/QRCode.h"
 
 /// A pairing link as a QR code on a white plate, in both themes: cameras expect dark on light. A
 /// module is a whole number of the screen's pixels, so that its edges are sharp.
-class PairingQR final : public QWidget {
+class PairingQR final : public QLabel {
     Q_OBJECT
 
   public:

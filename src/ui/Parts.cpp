@@ -1,6 +1,6 @@
 #include "ui/Parts.h"
 
-#include "core/Text.h"
+#include <QCoreApplication>
 
 namespace parts {
 
@@ -26,18 +26,57 @@ QLabel* label(const QString& text, theme::Style style, const char* look, QWidget
     return label;
 }
 
-QString visibleName(const QString& name) {
-    constexpr ushort downwardsArrowToTheLeft = 0x21B5;
-    QString shown;
-    const std::string utf8 = name.toStdString();
-    for (const text::Piece& piece : text::pieces(utf8)) {
-        if (piece.mark.empty())
-            shown +=
-                QString::fromUtf8(piece.text.data(), static_cast<qsizetype>(piece.text.size()));
-        else
-            shown += QStringLiteral("[%1]").arg(QString::fromStdString(piece.mark));
+namespace {
+
+// Far more than any message of ours, and less than a screen.
+constexpr int mostLines = 20;
+
+} // namespace
+
+TextBlock* errorLine(QWidget* parent) {
+    auto* line =
+        new TextBlock(theme::Style::caption, QStringLiteral("error"), mostLines, 0, parent);
+    line->setObjectName(QStringLiteral("error"));
+    line->setAccessibleName(QCoreApplication::translate("parts", "錯誤"));
+    return line;
+}
+
+TextBlock* noticeTitle(const QString& look, QWidget* parent) {
+    auto* title = new TextBlock(theme::Style::body, look, mostLines, 0, parent);
+    title->setFont(theme::emphasized(theme::Style::body));
+    title->setAccessibleName(QCoreApplication::translate("parts", "問題"));
+    return title;
+}
+
+void setToolTip(QWidget* widget, const QString& text) {
+    // Qt takes a text for rich or plain by its looks. As the former, with nothing in it that could
+    // be a tag, it is always the same, and wraps.
+    constexpr int longestWord = 24;
+    QString broken;
+    int word = 0;
+    for (const QChar character : text) {
+        const bool isInside = !character.isSpace() && !character.isLowSurrogate();
+        word = character.isSpace() ? 0 : word + 1;
+        if (isInside && word > longestWord) {
+            broken += QChar(0x200B); // A zero width space.
+            word = 1;
+        }
+        broken += character;
     }
-    return shown.replace(QLatin1Char('\n'), QChar(downwardsArrowToTheLeft));
+    widget->setToolTip(text.isEmpty() ? QString()
+                                      : QStringLiteral("<p style=\"white-space: pre-wrap\">%1</p>")
+                                            .arg(broken.toHtmlEscaped()));
+    widget->setAccessibleDescription(text);
+}
+
+QWidget* tabAfter(QWidget* before, const QWidget* block) {
+    for (QWidget* widget : block->findChildren<QWidget*>()) {
+        if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->focusProxy())
+            continue;
+        QWidget::setTabOrder(before, widget);
+        before = widget;
+    }
+    return before;
 }
 
 } // namespace parts

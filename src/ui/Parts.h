@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "ui/TextBlock.h"
 #include "ui/Theme.h"
 
 /// The plain parts that all views are put together from.
@@ -19,8 +20,19 @@ QVBoxLayout* column(QWidget* widget, int spacing);
 [[nodiscard]] QLabel* label(const QString& text, theme::Style style, const char* look,
                             QWidget* parent);
 
-/// A name from outside on one line: a mark such as "[U+202E]" in the place of what hides, "↵" in
-/// that of a line feed.
-[[nodiscard]] QString visibleName(const QString& name);
+/// What failed, in the words of whoever reports it, which may be of any length. Each of them can be
+/// selected.
+[[nodiscard]] TextBlock* errorLine(QWidget* parent);
+/// The same as the title of what is about it.
+[[nodiscard]] TextBlock* noticeTitle(const QString& look, QWidget* parent);
+
+/// A tool tip and, for assistive technology, the description. It is plain text whatever is in it,
+/// and breaks within words that are long.
+void setToolTip(QWidget* widget, const QString& text);
+
+/// Puts what in the block takes the focus behind `before` in the order of the keyboard. What is made
+/// later than its neighbours would come last.
+/// @return the last of them, or `before`
+QWidget* tabAfter(QWidget* before, const QWidget* block);
 
 } // namespace parts

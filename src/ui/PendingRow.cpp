@@ -7,6 +7,7 @@
 #include "ui/Button.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
+#include "ui/VisibleName.h"
 
 using namespace std::chrono_literals;
 using namespace theme;
@@ -42,15 +43,14 @@ void PendingRow::addHeader() {
     auto* folder = new ElidingLabel(Qt::ElideRight, this);
     folder->setObjectName(QStringLiteral("folder"));
     folder->setFont(emphasized(Style::body));
-    folder->setText(parts::visibleName(m_item.folder));
+    folder->setText(visibleName(m_item.folder));
     folder->setVisible(!m_item.folder.isEmpty());
     header->addWidget(folder);
-    auto* kind = parts::label(parts::visibleName(m_item.kind), Style::body, "secondary", this);
+    auto* kind = parts::label(visibleName(m_item.kind), Style::body, "secondary", this);
     kind->setObjectName(QStringLiteral("kind"));
     header->addWidget(kind);
     header->addStretch(1);
-    auto* client =
-        parts::label(parts::visibleName(m_item.client), Style::caption, "secondary", this);
+    auto* client = parts::label(visibleName(m_item.client), Style::caption, "secondary", this);
     client->setObjectName(QStringLiteral("client"));
     header->addWidget(client);
     static_cast<QVBoxLayout*>(layout())->addLayout(header);
@@ -79,6 +79,7 @@ void PendingRow::addPermissionButtons() {
     buttons->addStretch(1);
     if (m_item.offersAlways) {
         m_always = button::make(tr("總是允許"), button::Look::standard, "always", this);
+        parts::setToolTip(m_always, m_item.remembered);
         connect(m_always, &QPushButton::clicked, this, [this] { answer("always"); });
         buttons->addWidget(m_always);
     }

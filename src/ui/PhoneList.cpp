@@ -12,15 +12,16 @@
 #include "ui/Marks.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
+#include "ui/VisibleName.h"
 
 using namespace theme;
 
 namespace {
 
 constexpr std::size_t mostRows = 5;
-constexpr int rowsApart = 8;
-constexpr int markToWords = 10;
-constexpr int rowHeight = 38; // A line of the body and one of a caption.
+constexpr Length rowsApart(8);
+constexpr Length markToWords(10);
+constexpr Length rowHeight(38); // A line of the body and one of a caption.
 
 } // namespace
 
@@ -71,7 +72,7 @@ void PhoneList::Row::show(const PairState::Phone& phone) {
     m_id = phone.id;
     m_mark->set(phone.isOnline ? StatusMark::Color::green : StatusMark::Color::faint,
                 phone.isOnline ? PairState::tr("在線") : PairState::tr("不在線上"));
-    m_name->setText(parts::visibleName(phone.name));
+    m_name->setText(visibleName(phone.name));
     m_added->setText(phone.added);
     m_remove->setAccessibleName(PairState::tr("移除「%1」…").arg(m_name->text()));
 }

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cmath>
 
-#include <QGuiApplication>
 #include <QPainter>
 #include <QStyle>
 #include <QTimerEvent>
@@ -12,8 +11,7 @@
 
 namespace {
 
-constexpr int barHeight = 3;
-constexpr double radius = 1.5;
+constexpr theme::Length barHeight(3);
 constexpr double turn = 1400; // milliseconds
 constexpr double pieceShare = 0.3;
 constexpr std::chrono::milliseconds frame{33};
@@ -30,11 +28,12 @@ QSize ProgressBar::sizeHint() const {
 }
 
 void ProgressBar::paintEvent(QPaintEvent*) {
-    const theme::Colors& colors = theme::of(QGuiApplication::palette());
+    const theme::Colors& colors = theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     const QRectF track(rect());
+    const double radius = track.height() / 2;
     painter.setBrush(colors.fill);
     painter.drawRoundedRect(track, radius, radius);
     QRectF done = track;

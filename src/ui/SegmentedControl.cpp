@@ -14,8 +14,10 @@ class Segment final : public QPushButton {
   public:
     Segment(const QString& text, QWidget* parent) : QPushButton(text, parent) {
         setCheckable(true);
+        setAutoExclusive(true); // A radio button to assistive technology.
         setObjectName(text);
-        setFixedSize(metrics::segmentWidth, metrics::segmentHeight);
+        setProperty("look", QStringLiteral("segment"));
+        setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     }
 
   protected:
@@ -62,6 +64,9 @@ void SegmentedControl::setChoice(int index) {
     const QSignalBlocker blocker(m_buttons);
     if (QAbstractButton* button = m_buttons.button(index))
         button->setChecked(true);
+    // Qt sees to this only once one of them has been chosen by a person.
+    for (QAbstractButton* button : m_buttons.buttons())
+        button->setFocusPolicy(button->isChecked() ? Qt::StrongFocus : Qt::ClickFocus);
 }
 
 void SegmentedControl::paintEvent(QPaintEvent* /*event*/) {

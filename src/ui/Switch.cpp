@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr QSize extent(36, 20);
+constexpr QSize drawn(36, 20);
 constexpr qreal inset = 2;
 constexpr int duration = 120;
 
@@ -37,7 +37,7 @@ void Switch::setShown(bool on) {
 }
 
 QSize Switch::sizeHint() const {
-    return extent;
+    return drawn * theme::textScale();
 }
 
 bool Switch::hitButton(const QPoint& position) const {
@@ -48,10 +48,11 @@ void Switch::paintEvent(QPaintEvent* /*event*/) {
     const theme::Colors& colors = theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(theme::textScale(), theme::textScale());
     painter.setPen(Qt::NoPen);
     const QColor track = isChecked() ? colors.accent : colors.switchOff;
     painter.setBrush(isEnabled() ? track : theme::disabled(track));
-    const QRectF all(QPointF(0, 0), QSizeF(extent));
+    const QRectF all(QPointF(0, 0), QSizeF(drawn));
     painter.drawRoundedRect(all, all.height() / 2, all.height() / 2);
     const qreal side = all.height() - 2 * inset;
     const qreal left = inset + m_thumb.currentValue().toReal() * (all.width() - side - 2 * inset);

@@ -1,10 +1,15 @@
 #include "ui/Theme.h"
 
+#include <algorithm>
 #include <cmath>
 
+#include <QEvent>
 #include <QFontDatabase>
+#include <QFontInfo>
+#include <QFontMetrics>
 #include <QGuiApplication>
 #include <QStringList>
+#include <QStyle>
 
 namespace theme {
 
@@ -94,8 +99,8 @@ constexpr double disabledOpacity = 0.45;
 constexpr double scrollBarOpacity = 0.7;
 
 struct Type {
-    int size;
-    int lineHeight;
+    Length size;
+    Length lineHeight;
     QFont::Weight weight;
     QFont::Weight emphasis;
 };
@@ -103,24 +108,24 @@ struct Type {
 Type typeOf(Style style) {
     switch (style) {
     case Style::title:
-        return {22, 32, QFont::Bold, QFont::Bold};
+        return {Length(22), Length(32), QFont::Bold, QFont::Bold};
     case Style::title2:
-        return {18, 26, QFont::Bold, QFont::Bold};
+        return {Length(18), Length(26), QFont::Bold, QFont::Bold};
     case Style::headline:
-        return {14, 20, QFont::DemiBold, QFont::DemiBold};
+        return {Length(14), Length(20), QFont::DemiBold, QFont::DemiBold};
     case Style::body:
-        return {13, 20, QFont::Normal, QFont::DemiBold};
+        return {Length(13), Length(20), QFont::Normal, QFont::DemiBold};
     case Style::control:
-        return {13, 18, QFont::Medium, QFont::DemiBold};
+        return {Length(13), Length(18), QFont::Medium, QFont::DemiBold};
     case Style::caption:
     case Style::monoCaption:
         break;
     case Style::lineNumber:
-        return {11, 18, QFont::Normal, QFont::Normal};
+        return {Length(11), Length(18), QFont::Normal, QFont::Normal};
     case Style::mark:
-        return {10, 13, QFont::DemiBold, QFont::DemiBold};
+        return {Length(10), Length(13), QFont::DemiBold, QFont::DemiBold};
     }
-    return {12, 18, QFont::Normal, QFont::Bold};
+    return {Length(12), Length(18), QFont::Normal, QFont::Bold};
 }
 
 bool isMonospaced(Style style) {
@@ -151,6 +156,19 @@ QFont fontOf(Style style, QFont::Weight weight) {
     if (isMonospaced(style))
         font.setStyleHint(QFont::Monospace);
     return font;
+}
+
+// The desktop's own words against ours, which are drawn at 13 pixels. Asked for in pixels, the
+// font has in it whatever makes text larger but not the picture: its own size in points, and a
+// resolution that is for text alone. What makes everything larger, X11's Xft.dpi among it, Qt takes
+// for the device pixel ratio, and none of it is counted twice. Desktops differ in what they find
+// usual, from 9 to 12 points: that is not yet a wish for larger text.
+double scaleOf(const QFont& desktops) {
+    constexpr double usual = 13;
+    constexpr double least = 1.25;
+    constexpr double most = 3;
+    const double scale = QFontInfo(desktops).pixelSize() / usual;
+    return scale < least ? 1 : std::min(scale, most);
 }
 
 QColor withOpacity(QColor color, double opacity) {
@@ -191,13 +209,18 @@ struct ButtonColors {
     QColor border;
 };
 
+// The ground ends where the border begins: a filled button has a border like its ground.
 QString button(const QString& look, const ButtonColors& colors) {
     const QString selector = QStringLiteral("QPushButton[look=\"%1\"]").arg(look);
-    return rule(selector, colors.text, colors.ground, colors.border) +
-           rule(selector + QStringLiteral(":hover"), colors.text, colors.hover, colors.border) +
-           rule(selector + QStringLiteral(":pressed"), colors.text, colors.pressed, colors.border) +
-           rule(selector + QStringLiteral(":disabled"), disabled(colors.text),
-                disabled(colors.ground), disabled(colors.border));
+    const auto state = [&](const char* when, const QColor& ground) {
+        return rule(selector + QLatin1String(when), colors.text, ground,
+                    colors.border.isValid() ? colors.border : ground);
+    };
+    const QColor ground = disabled(colors.ground);
+    return state("", colors.ground) + state(":hover", colors.hover) +
+           state(":pressed", colors.pressed) +
+           rule(selector + QStringLiteral(":disabled"), disabled(colors.text), ground,
+                colors.border.isValid() ? disabled(colors.border) : ground);
 }
 
 QString buttons(const Colors& c) {
@@ -208,20 +231,25 @@ QString buttons(const Colors& c) {
                        "QPushButton[small=\"true\"] { min-height: %4px; max-height: %4px; "
                        "padding: 0 %5px; }\n"
                        "QPushButton[look=\"plain\"] { padding: 0 %6px; }\n"
-                       "QPushButton[look=\"link\"] { padding: 0; min-height: 18px; "
-                       "max-height: 18px; }\n"
-                       "QPushButton[look=\"link\"]:hover { text-decoration: underline; }\n")
+                       "QPushButton[look=\"link\"] { padding: 0; min-height: %7px; "
+                       "max-height: %7px; }\n"
+                       "QPushButton[look=\"link\"]:hover { text-decoration: underline; }\n"
+                       "QPushButton[look=\"segment\"] { padding: 0; min-height: %8px; "
+                       "max-height: %8px; min-width: %9px; border: none; }\n")
             .arg(metrics::buttonHeight - 2)
             .arg(metrics::controlRadius)
             .arg(metrics::buttonPadding - 1)
             .arg(metrics::smallButtonHeight - 2)
             .arg(metrics::smallButtonPadding - 1)
-            .arg(metrics::plainButtonPadding - 1);
+            .arg(metrics::plainButtonPadding - 1)
+            .arg(lineHeight(Style::caption))
+            .arg(metrics::segmentHeight)
+            .arg(metrics::segmentWidth);
     return all +
            button(QStringLiteral("standard"),
                   {c.text, c.control, c.controlHover, c.controlPressed, c.controlBorder}) +
            button(QStringLiteral("prominent"),
-                  {c.onAccent, c.accent, c.accentHover, c.accentPressed, none}) +
+                  {c.onAccent, c.accent, c.accentHover, c.accentPressed, {}}) +
            button(QStringLiteral("tinted"),
                   {c.accentText, c.accentTint, c.accentTintHover, c.accentTintHover,
                    flat(c.accentTintBorder, c.window)}) +
@@ -233,15 +261,18 @@ QString buttons(const Colors& c) {
            button(QStringLiteral("link"), {c.accentText, none, none, none, none});
 }
 
-// The box with a command, and the bar of what scrolls.
+// What stands in a box, and the bar of what scrolls.
 QString boxes(const Colors& c) {
-    return QStringLiteral("QTextEdit[look=\"command\"] { background: %1; color: %2; "
-                          "border: 1px solid transparent; border-radius: %3px; padding: %4px; }\n"
-                          "QTextEdit[look=\"command\"][hides=\"true\"] { border-color: %5; }\n")
-               .arg(css(c.fill), css(c.text))
+    return QStringLiteral("TextBlock { background: transparent; border: none; }\n"
+                          "TextBlock[look=\"command\"] { background: %1; border: 1px solid "
+                          "transparent; border-radius: %2px; }\n"
+                          "TextBlock[look=\"command\"][hides=\"true\"] { border-color: %3; }\n"
+                          "TextBlock[look=\"notes\"] { background: %4; border: 1px solid %5; "
+                          "border-radius: %6px; }\n")
+               .arg(css(c.fill))
                .arg(metrics::commandRadius)
-               .arg(metrics::commandPadding - 1)
-               .arg(css(flat(c.orangeTintBorder, c.window))) +
+               .arg(css(flat(c.orangeTintBorder, c.window)), css(c.surface), css(c.divider))
+               .arg(metrics::boxRadius) +
            QStringLiteral(
                "QScrollBar:vertical { background: transparent; width: 5px; margin: 0; }\n"
                "QScrollBar::handle:vertical { background: %1; border-radius: 2px; "
@@ -253,15 +284,38 @@ QString boxes(const Colors& c) {
 
 QString labels(const Colors& c) {
     const auto color = [](const char* look, const QColor& text) {
-        return QStringLiteral("QLabel[look=\"%1\"] { color: %2; }\n")
+        return QStringLiteral("QLabel[look=\"%1\"], TextBlock[look=\"%1\"] { color: %2; }\n")
             .arg(QLatin1String(look), css(text));
     };
-    return QStringLiteral("QLabel { color: %1; background: transparent; }\n").arg(css(c.text)) +
+    return QStringLiteral("QLabel { background: transparent; }\nQLabel, TextBlock { color: %1; }\n")
+               .arg(css(c.text)) +
            color("secondary", c.text2) + color("error", c.red) + color("warning", c.orange) +
            color("good", c.green);
 }
 
+// Applies the theme anew when the desktop's colours have changed. What a style sheet does to the
+// palette of a widget is none of it.
+class Follower final : public QObject {
+  public:
+    explicit Follower(QWidget& window) : QObject(&window) { window.installEventFilter(this); }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::ApplicationPaletteChange)
+            apply(*static_cast<QWidget*>(watched));
+        return false;
+    }
+};
+
 } // namespace
+
+double textScale() {
+    static const double scale = scaleOf(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
+    return scale;
+}
+
+Length::operator int() const {
+    return static_cast<int>(std::lround(m_drawn * textScale()));
+}
 
 const Colors& light() {
     return lightColors;
@@ -333,6 +387,20 @@ void apply(QWidget& window) {
     palette.setColor(QPalette::HighlightedText, colors.onAccent);
     window.setPalette(palette);
     window.setStyleSheet(styleSheet(colors));
+}
+
+void follow(QWidget& window) {
+    new Follower(window);
+    apply(window);
+}
+
+void setLook(QWidget& widget, const QString& look) {
+    if (widget.property("look") == look)
+        return;
+    widget.setProperty("look", look);
+    // A style sheet looks at a property only when it is told to.
+    widget.style()->unpolish(&widget);
+    widget.style()->polish(&widget);
 }
 
 } // namespace theme

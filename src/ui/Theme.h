@@ -7,8 +7,23 @@
 #include <QWidget>
 
 /// How everything looks: the only place of colours, sizes and fonts. One unit is one
-/// device-independent pixel.
+/// device-independent pixel where the desktop's text has its usual size.
 namespace theme {
+
+/// How much larger everything is because the desktop's text is: 1, or from 1.25 to 3. Known from
+/// when it is first asked for, which must be behind the application's making.
+[[nodiscard]] double textScale();
+
+/// A length as it is drawn, which turns into the one on the screen: together with the text, so that
+/// whatever fits goes on fitting.
+class Length {
+  public:
+    constexpr explicit Length(int drawn) : m_drawn(drawn) {}
+    operator int() const; // NOLINT(google-explicit-constructor): it stands for that number
+
+  private:
+    int m_drawn;
+};
 
 /// One theme. Green, orange and red mean state, and never stand without a word.
 struct Colors {
@@ -65,55 +80,55 @@ struct Colors {
 
 namespace metrics {
 
-inline constexpr int panelWidth = 360;
-inline constexpr int pairingWidth = 400;
-inline constexpr int guideWidth = 520;
-inline constexpr int confirmationWidth = 320;
+inline constexpr Length panelWidth{360};
+inline constexpr Length pairingWidth{400};
+inline constexpr Length guideWidth{520};
+inline constexpr Length confirmationWidth{320};
 
-inline constexpr int panelPadding = 14;
-inline constexpr int windowPadding = 24;
-inline constexpr int confirmationPadding = 20;
-inline constexpr int panelParts = 12;
-inline constexpr int warningParts = 6;
-inline constexpr int trustWarningParts = 4;
-inline constexpr int modeParts = 4;
-inline constexpr int commandParts = 8;
-inline constexpr int buttonsApart = 8;
-inline constexpr int iconToLabel = 6;
+inline constexpr Length panelPadding{14};
+inline constexpr Length windowPadding{24};
+inline constexpr Length confirmationPadding{20};
+inline constexpr Length panelParts{12};
+inline constexpr Length warningParts{6};
+inline constexpr Length trustWarningParts{4};
+inline constexpr Length modeParts{4};
+inline constexpr Length commandParts{8};
+inline constexpr Length buttonsApart{8};
+inline constexpr Length iconToLabel{6};
 
-inline constexpr int panelRadius = 12;
-inline constexpr int panelShadow = 24; ///< room around the panel
-inline constexpr int boxRadius = 8;
-inline constexpr int boxPadding = 12;
-inline constexpr int commandRadius = 6;
-inline constexpr int commandPadding = 6;
-inline constexpr int gutterWidth = 26;
-inline constexpr int gutterGap = 8;
+inline constexpr Length panelRadius{12};
+inline constexpr Length panelShadow{24}; ///< room around the panel
+inline constexpr Length boxRadius{8};
+inline constexpr Length boxPadding{12};
+inline constexpr Length commandRadius{6};
+inline constexpr Length commandPadding{6};
+inline constexpr Length gutterWidth{26};
+inline constexpr Length gutterGap{8};
 
-inline constexpr int buttonHeight = 28;
-inline constexpr int smallButtonHeight = 24;
-inline constexpr int controlRadius = 6;
-inline constexpr int buttonPadding = 12;
-inline constexpr int smallButtonPadding = 9;
-inline constexpr int plainButtonPadding = 8;
-inline constexpr int denyWidth = 64;
-inline constexpr int allowWidth = 112;
-inline constexpr int sendWidth = 64;
-inline constexpr int confirmationButtonWidth = 88;
+inline constexpr Length buttonHeight{28};
+inline constexpr Length smallButtonHeight{24};
+inline constexpr Length controlRadius{6};
+inline constexpr Length buttonPadding{12};
+inline constexpr Length smallButtonPadding{9};
+inline constexpr Length plainButtonPadding{8};
+inline constexpr Length denyWidth{64};
+inline constexpr Length allowWidth{112};
+inline constexpr Length sendWidth{64};
+inline constexpr Length confirmationButtonWidth{88};
 
-inline constexpr int segmentWidth = 60;
-inline constexpr int segmentHeight = 24;
-inline constexpr int segmentRadius = 5;
-inline constexpr int segmentPadding = 2;
-inline constexpr int segmentTrackRadius = 7;
+inline constexpr Length segmentWidth{60};
+inline constexpr Length segmentHeight{24};
+inline constexpr Length segmentRadius{5};
+inline constexpr Length segmentPadding{2};
+inline constexpr Length segmentTrackRadius{7};
 
-inline constexpr int focusWidth = 2;
-inline constexpr int focusGap = 2;
+inline constexpr Length focusWidth{2};
+inline constexpr Length focusGap{2};
 
-inline constexpr int iconSize = 16;
-inline constexpr int markSize = 8;
-inline constexpr int phoneMarkSize = 7;
-inline constexpr int badgeSize = 22;
+inline constexpr Length iconSize{16};
+inline constexpr Length markSize{8};
+inline constexpr Length phoneMarkSize{7};
+inline constexpr Length badgeSize{22};
 
 } // namespace metrics
 
@@ -129,12 +144,16 @@ enum class Style { title, title2, headline, body, control, caption, monoCaption,
 
 /// How the plain widgets look. A button's look is its dynamic property "look": "prominent",
 /// "tinted", "destructive", "confirm", "plain" or "link", and "standard" without one; "small" is a
-/// property of its own. A frame's is "divider", "problem" or "panel"; a label's "caption",
-/// "secondary", "error", "warning", "good".
+/// property of its own. A frame's is "divider" or "problem"; a label's and a text's "secondary",
+/// "error", "warning", "good"; a text's "notes", too.
 [[nodiscard]] QString styleSheet(const Colors& colors);
 
-/// Gives a window, and what is in it, the theme that goes with the desktop now. To be called again
-/// when the application's palette changes.
+/// Gives a window, and what is in it, the theme that goes with the desktop now.
 void apply(QWidget& window);
+/// The same, and again whenever the desktop's colours change.
+void follow(QWidget& window);
+
+/// Makes it look as `styleSheet` says of that look.
+void setLook(QWidget& widget, const QString& look);
 
 } // namespace theme

@@ -5,11 +5,10 @@
 
 #include <QBoxLayout>
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPushButton>
-#include <QStyle>
 
+#include "ui/Button.h"
 #include "ui/FocusRing.h"
 #include "ui/ParagraphLabel.h"
 #include "ui/ProgressBar.h"
@@ -23,9 +22,9 @@ namespace metrics = theme::metrics;
 namespace {
 
 constexpr std::chrono::milliseconds armingTime{600};
-constexpr int windowWidth = 440;
-constexpr int lineGap = 4;
-constexpr int partGap = 16;
+constexpr theme::Length windowWidth(440);
+constexpr theme::Length lineGap(4);
+constexpr theme::Length partGap(16);
 constexpr int progressSteps = 1000;
 constexpr int fileLines = 4;
 constexpr int errorLines = 8;
@@ -42,19 +41,6 @@ constexpr std::array<ButtonKind, 5> buttonKinds{{{Action::later, "updateLaterBut
                                                  {Action::cancel, "updateCancelButton"},
                                                  {Action::close, "updateCloseButton"},
                                                  {Action::showFile, "updateShowFileButton"}}};
-
-// A style sheet looks at a property only when it is told to.
-void setLook(QPushButton& button, const QString& look) {
-    if (button.property("look") == look)
-        return;
-    button.setProperty("look", look);
-    button.style()->unpolish(&button);
-    button.style()->polish(&button);
-}
-
-QString css(const QColor& color) {
-    return color.name(QColor::HexArgb);
-}
 
 } // namespace
 
@@ -78,8 +64,7 @@ class UpdateWindow::Window final : public QWidget {
     void build();
     ParagraphLabel* label(const char* name, theme::Style style, const char* look);
     TextBlock* textBlock(const char* name, const QString& accessibleName, theme::Style style,
-                         int lines, int padding);
-    void applyTheme();
+                         const char* look, int lines, int padding);
     void drawButtons(const UpdateView& view);
     void arm();
     void trigger(Action action);
@@ -92,7 +77,6 @@ class UpdateWindow::Window final : public QWidget {
     Scheduler& m_scheduler;
     std::unique_ptr<Scheduler::Timer> m_arming;
     UpdateView m_view;
-    const theme::Colors* m_colors = nullptr;
 
     ParagraphLabel* m_heading = nullptr;
     ParagraphLabel* m_caption = nullptr;
@@ -116,25 +100,23 @@ UpdateWindow::Window::Window(Scheduler& scheduler) : m_scheduler(scheduler) {
     setProperty("look", QStringLiteral("window"));
     setFocusPolicy(Qt::ClickFocus);
     build();
-    auto* ring = new FocusRing(this);
-    ring->hide(); // Until something has the focus.
-    applyTheme();
+    new FocusRing(this);
+    theme::follow(*this);
 }
 
 ParagraphLabel* UpdateWindow::Window::label(const char* name, theme::Style style,
                                             const char* look) {
     auto* label = new ParagraphLabel(style, QLatin1String(look), this);
     label->setObjectName(QLatin1String(name));
-    label->setTextFormat(Qt::PlainText);
     return label;
 }
 
 TextBlock* UpdateWindow::Window::textBlock(const char* name, const QString& accessibleName,
-                                           theme::Style style, int lines, int padding) {
-    auto* block = new TextBlock(lines, padding, this);
+                                           theme::Style style, const char* look, int lines,
+                                           int padding) {
+    auto* block = new TextBlock(style, QLatin1String(look), lines, padding, this);
     block->setObjectName(QLatin1String(name));
     block->setAccessibleName(accessibleName);
-    block->setFont(theme::font(style));
     return block;
 }
 
@@ -143,10 +125,10 @@ void UpdateWindow::Window::build() {
     m_heading = label("updateHeading", Style::title2, "");
     m_caption = label("updateCaption", Style::caption, "secondary");
     m_message = label("updateMessage", Style::body, "");
-    m_file = textBlock("updateFile", tr("下載的檔案"), Style::caption, fileLines, 0);
-    m_error = textBlock("updateError", tr("錯誤"), Style::body, errorLines, 0);
-    m_notes =
-        textBlock("updateNotes", tr("更新內容"), Style::body, notesLines, metrics::boxPadding);
+    m_file = textBlock("updateFile", tr("下載的檔案"), Style::caption, "secondary", fileLines, 0);
+    m_error = textBlock("updateError", tr("錯誤"), Style::body, "error", errorLines, 0);
+    m_notes = textBlock("updateNotes", tr("更新內容"), Style::body, "notes", notesLines,
+                        metrics::boxPadding);
     m_progress = new ProgressBar(this);
     m_progress->setObjectName(QStringLiteral("updateProgress"));
     m_progress->setAccessibleName(tr("下載進度"));
@@ -176,10 +158,9 @@ void UpdateWindow::Window::build() {
     row->setSpacing(metrics::buttonsApart);
     row->addStretch();
     for (const auto& [action, name] : buttonKinds) {
-        auto* button = new QPushButton(UpdateView::labelOf(action), this);
-        button->setObjectName(QLatin1String(name));
+        QPushButton* button =
+            button::make(UpdateView::labelOf(action), button::Look::standard, name, this);
         button->setMinimumWidth(metrics::confirmationButtonWidth);
-        button->setCursor(Qt::ArrowCursor);
         connect(button, &QPushButton::clicked, this, [this, action = action] { trigger(action); });
         m_buttons[static_cast<std::size_t>(action)] = button;
         row->addWidget(button);
@@ -189,23 +170,6 @@ void UpdateWindow::Window::build() {
     for (QWidget* child : findChildren<QWidget*>())
         child->installEventFilter(this);
     installEventFilter(this);
-}
-
-void UpdateWindow::Window::applyTheme() {
-    const theme::Colors& colors = theme::of(QGuiApplication::palette());
-    if (m_colors == &colors)
-        return;
-    m_colors = &colors;
-    setStyleSheet(
-        theme::styleSheet(colors) +
-        QStringLiteral("QPlainTextEdit { color: %1; background: transparent; border: none; "
-                       "selection-background-color: %2; selection-color: %3; }\n"
-                       "#updateFile { color: %4; }\n#updateError { color: %5; }\n"
-                       "#updateNotes { background: %6; border: 1px solid %7; "
-                       "border-radius: %8px; }\n")
-            .arg(css(colors.text), css(colors.accent), css(colors.onAccent), css(colors.text2),
-                 css(colors.red), css(colors.surface), css(colors.divider))
-            .arg(metrics::boxRadius));
 }
 
 void UpdateWindow::Window::draw(const UpdateView& view) {
@@ -236,9 +200,7 @@ void UpdateWindow::Window::drawButtons(const UpdateView& view) {
         QPushButton* const button = this->button(action);
         const bool isShown = std::ranges::find(view.actions, action) != view.actions.end();
         const bool isPrimary = view.primary == action;
-        setLook(*button, isPrimary ? QStringLiteral("prominent") : QStringLiteral("standard"));
-        button->setFont(isPrimary ? theme::emphasized(theme::Style::control)
-                                  : theme::font(theme::Style::control));
+        button::setLook(*button, isPrimary ? button::Look::prominent : button::Look::standard);
         if (action == Action::download && isShown &&
             (!isVisible() || button->isHidden() || m_view.heading != view.heading))
             arm();
@@ -297,9 +259,6 @@ void UpdateWindow::Window::changeEvent(QEvent* event) {
 bool UpdateWindow::Window::eventFilter(QObject* object, QEvent* event) {
     if (event->type() == QEvent::KeyPress && pressedKey(static_cast<const QKeyEvent&>(*event)))
         return true;
-    // The desktop's colours have changed; what a style sheet does to the palette is none of it.
-    if (object == this && event->type() == QEvent::ApplicationPaletteChange)
-        applyTheme();
     return QWidget::eventFilter(object, event);
 }
 

@@ -5,7 +5,6 @@
 #include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QStyle>
 #include <QUrl>
 
 #include "ui/Button.h"
@@ -18,23 +17,23 @@ using Step = WelcomeState::Step;
 
 namespace {
 
-constexpr int headingGap = 4;
-constexpr int belowHeading = 16;
-constexpr int belowProblem = 12;
-constexpr int aroundDivider = 12;
-constexpr int badgeToText = 12;
-constexpr int insideStep = 8;
-constexpr int insideProblem = 6;
-constexpr int insideHint = 4;
-constexpr int aboveError = 8;
-constexpr int aboveFooter = 16;
-constexpr int codeSize = 160;
-constexpr int codePlaceSize = 176;
-constexpr int codeToWords = 20;
-constexpr int waitingGap = 6;
-constexpr int linkInset = 14;
-constexpr int linkGap = 2;
-constexpr int resultGap = 10;
+constexpr Length headingGap(4);
+constexpr Length belowHeading(16);
+constexpr Length belowProblem(12);
+constexpr Length aroundDivider(12);
+constexpr Length badgeToText(12);
+constexpr Length insideStep(8);
+constexpr Length insideProblem(6);
+constexpr Length insideHint(4);
+constexpr Length aboveError(8);
+constexpr Length aboveFooter(16);
+constexpr Length codeSize(160);
+constexpr Length codePlaceSize(176);
+constexpr Length codeToWords(20);
+constexpr Length waitingGap(6);
+constexpr Length linkInset(14);
+constexpr Length linkGap(2);
+constexpr Length resultGap(10);
 
 ParagraphLabel* caption(const QString& text, QWidget* parent) {
     auto* label = new ParagraphLabel(Style::caption, QStringLiteral("secondary"), parent);
@@ -49,16 +48,6 @@ QWidget* columnIn(QBoxLayout* outside, int spacing, QWidget* parent) {
     return widget;
 }
 
-// The style sheet looks at a property only when it is told to.
-void setLook(QWidget& widget, const char* look) {
-    const QLatin1String name(look);
-    if (widget.property("look").toString() == name)
-        return;
-    widget.setProperty("look", QString(name));
-    widget.style()->unpolish(&widget);
-    widget.style()->polish(&widget);
-}
-
 } // namespace
 
 WelcomePanel::WelcomePanel(QWidget* parent)
@@ -66,7 +55,7 @@ WelcomePanel::WelcomePanel(QWidget* parent)
     setObjectName(QStringLiteral("welcome"));
     setFocusPolicy(Qt::StrongFocus);
     setFixedWidth(metrics::guideWidth);
-    constexpr int padding = metrics::windowPadding;
+    const int padding = metrics::windowPadding;
     m_parts->setContentsMargins(padding, padding, padding, padding);
     m_parts->addWidget(parts::label(tr("歡迎使用 Tamsell"), Style::title, "", this));
     m_parts->addSpacing(headingGap);
@@ -83,8 +72,7 @@ WelcomePanel::WelcomePanel(QWidget* parent)
         addBlock(step);
     QWidget* place = columnIn(m_parts, 0, this);
     static_cast<QVBoxLayout*>(place->layout())->addSpacing(aboveError);
-    m_error = new ParagraphLabel(Style::caption, QStringLiteral("error"), place);
-    m_error->setObjectName(QStringLiteral("error"));
+    m_error = parts::errorLine(place);
     place->layout()->addWidget(m_error);
     m_parts->addSpacing(aboveFooter);
     addFooter();
@@ -98,7 +86,7 @@ void WelcomePanel::addProblem() {
     box->setObjectName(QStringLiteral("problem"));
     box->setProperty("look", QStringLiteral("problem"));
     auto* column = parts::column(box, insideProblem);
-    constexpr int padding = metrics::boxPadding;
+    const int padding = metrics::boxPadding;
     column->setContentsMargins(padding, padding, padding, padding);
     auto* title = new QHBoxLayout;
     title->setSpacing(metrics::iconToLabel);
@@ -106,8 +94,7 @@ void WelcomePanel::addProblem() {
     title->addWidget(m_problem.warning, 0, Qt::AlignTop);
     m_problem.question = new IconLabel(Icon::question, IconLabel::Tone::text, box);
     title->addWidget(m_problem.question, 0, Qt::AlignTop);
-    m_problem.title = new ParagraphLabel(Style::body, QString(), box);
-    m_problem.title->setFont(emphasized(Style::body));
+    m_problem.title = parts::noticeTitle({}, box);
     title->addWidget(m_problem.title, 1);
     column->addLayout(title);
     m_problem.text = caption({}, box);
@@ -329,7 +316,7 @@ void WelcomePanel::show(const WelcomeState& state) {
     showPair(state.pair);
     m_test->setEnabled(state.test.enablesButton);
     m_testResult->setText(state.test.result);
-    setLook(*m_testResult, state.test.succeeded ? "good" : "secondary");
+    setLook(*m_testResult, QLatin1String(state.test.succeeded ? "good" : "secondary"));
     m_idleText->setText(state.login.idleText);
     m_error->setText(state.error.value_or(QString()));
     m_error->parentWidget()->setVisible(state.error.has_value());
@@ -347,7 +334,8 @@ void WelcomePanel::showProblem(const WelcomeState& state) {
     m_problem.warning->setVisible(!isHint);
     m_problem.question->setVisible(isHint);
     m_problem.title->setText(state.problem->title);
-    setLook(*m_problem.title, isHint ? "" : "warning");
+    setLook(*m_problem.title, QLatin1String(isHint ? "" : "warning"));
+    m_problem.title->setSelectable(!isHint);
     m_problem.text->setText(state.problem->text);
     m_problem.button->setText(state.problem->button);
     m_problem.button->setVisible(!isHint);
@@ -367,7 +355,7 @@ void WelcomePanel::showBlock(const Block& block, const WelcomeState& state) {
                                         : StepBadge::Look::later,
                      shown->number);
     block.title->setText(shown->title);
-    setLook(*block.title, shown->isDone || shown->isCurrent ? "" : "secondary");
+    setLook(*block.title, QLatin1String(shown->isDone || shown->isCurrent ? "" : "secondary"));
     block.optional->setVisible(shown->isOptional);
     block.content->setVisible(shown->isOpen);
 }

@@ -13,6 +13,7 @@
 #include "ui/PairingQR.h"
 #include "ui/ParagraphLabel.h"
 #include "ui/Switch.h"
+#include "ui/TextBlock.h"
 #include "ui/WelcomeState.h"
 
 /// The content of the setup guide: draws a `WelcomeState` and says what was clicked.
@@ -59,7 +60,7 @@ class WelcomePanel final : public QWidget {
         QFrame* box = nullptr;
         IconLabel* warning = nullptr;
         IconLabel* question = nullptr;
-        ParagraphLabel* title = nullptr;
+        TextBlock* title = nullptr;
         ParagraphLabel* text = nullptr;
         QPushButton* button = nullptr;
     };
@@ -99,6 +100,6 @@ class WelcomePanel final : public QWidget {
     ParagraphLabel* m_testResult = nullptr;
     Switch* m_launchAtLogin = nullptr;
     ParagraphLabel* m_idleText = nullptr;
-    ParagraphLabel* m_error = nullptr;
+    TextBlock* m_error = nullptr;
     QPushButton* m_finish = nullptr;
 };

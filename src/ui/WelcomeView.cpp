@@ -1,55 +1,27 @@
 #include "ui/WelcomeView.h"
 
-#include <algorithm>
-#include <exception>
 #include <tuple>
 
-#include <QCoreApplication>
 #include <QScreen>
-#include <QScrollArea>
 #include <QUrl>
 
 #include "hooks/Takeover.h"
-#include "ui/FocusRing.h"
+#include "ui/Failure.h"
 #include "ui/MenuState.h"
-#include "ui/Parts.h"
-#include "ui/Theme.h"
-
-using namespace theme;
 
 namespace {
 
 constexpr std::chrono::seconds tickInterval{1};
 // Codex starts its whole runtime to answer.
 constexpr std::chrono::seconds codexPatience{8};
-// A window manager's frame.
-constexpr int titleBar = 48;
 
 } // namespace
 
 WelcomeView::WelcomeView(Environment environment, QWidget* parent)
-    : QWidget(parent),
+    : ColumnWindow("welcomeWindow", tr("歡迎使用 Tamsell"), new WelcomePanel, parent),
       m_environment(std::move(environment)),
-      m_scrolling(new QScrollArea(this)),
-      m_panel(new WelcomePanel) {
-    setObjectName(QStringLiteral("welcomeWindow"));
-    setWindowTitle(tr("歡迎使用 Tamsell"));
-    setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                   Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
-    setProperty("look", QStringLiteral("window"));
-    setAttribute(Qt::WA_StyledBackground);
-    // It scrolls only on a screen that is lower than the guide.
-    m_scrolling->setWidget(m_panel);
-    m_scrolling->setFrameShape(QFrame::NoFrame);
-    m_scrolling->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_scrolling->setFocusPolicy(Qt::NoFocus);
-    m_scrolling->viewport()->setAutoFillBackground(false);
-    m_panel->setAutoFillBackground(false);
-    parts::column(this, 0)->addWidget(m_scrolling);
+      m_panel(static_cast<WelcomePanel*>(content())) {
     setFocusProxy(m_panel);
-    auto* ring = new FocusRing(this);
-    ring->hide(); // Until something has the focus.
-    theme::apply(*this);
     connectPanel();
     connect(&m_environment.daemon, &Daemon::changed, this, &WelcomeView::draw);
 }
@@ -69,23 +41,9 @@ void WelcomeView::connectPanel() {
     connect(m_panel, &WelcomePanel::finishClicked, this, &WelcomeView::finish);
 }
 
-void WelcomeView::open() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
-}
-
 bool WelcomeView::isPlaceholder(const std::string& relayURL) {
     const QString host = QUrl(QString::fromStdString(relayURL)).host();
     return (QLatin1Char('.') + host).endsWith(QLatin1String(".example"), Qt::CaseInsensitive);
-}
-
-bool WelcomeView::event(QEvent* event) {
-    // The desktop's colours have changed; what a style sheet does to the palette is none of it.
-    if (event->type() == QEvent::ApplicationPaletteChange)
-        theme::apply(*this);
-    return QWidget::event(event);
 }
 
 void WelcomeView::showEvent(QShowEvent* event) {
@@ -135,15 +93,6 @@ void WelcomeView::draw() {
         return; // It is drawn when it is shown.
     m_panel->show(WelcomeState::of(facts()));
     fit();
-}
-
-void WelcomeView::fit() {
-    // What appears or goes deep inside makes itself felt at the top only after these.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-    const int height = m_panel->layout()->totalHeightForWidth(metrics::guideWidth);
-    m_panel->resize(metrics::guideWidth, height);
-    const int room = screen()->availableGeometry().height() - titleBar;
-    setFixedSize(metrics::guideWidth, std::min(height, room));
 }
 
 // What is done.
@@ -196,12 +145,7 @@ void WelcomeView::skipCodex() {
 }
 
 void WelcomeView::attempt(const std::function<void()>& action) {
-    try {
-        action();
-        m_error.reset();
-    } catch (const std::exception& failure) {
-        m_error = QString::fromUtf8(failure.what());
-    }
+    m_error = failureOf(action);
     draw();
 }
 

@@ -6,23 +6,21 @@
 #include <memory>
 #include <optional>
 
-#include <QWidget>
-
 #include "daemon/Daemon.h"
 #include "hooks/CodexTrust.h"
 #include "hooks/LegacyDaemon.h"
 #include "platform/LoginItem.h"
 #include "platform/Scheduler.h"
+#include "ui/ColumnWindow.h"
 #include "ui/WelcomePanel.h"
-
-class QScrollArea;
 
 /// The setup guide: the window of the first run, titled 「歡迎使用 Tamsell」. It looks anew at
 /// hooks, login item and trust whenever it is shown, and once a second while it is.
 ///
 /// Its button at the foot records that it has been seen. Closing it records nothing, so that it
-/// opens again at the next start. It stays in memory when it is closed.
-class WelcomeView final : public QWidget {
+/// opens again at the next start. It stays in memory when it is closed, and first stands in the
+/// middle of the screen.
+class WelcomeView final : public ColumnWindow {
     Q_OBJECT
 
   public:
@@ -46,16 +44,11 @@ class WelcomeView final : public QWidget {
 
     explicit WelcomeView(Environment environment, QWidget* parent = nullptr);
 
-    /// Shows it, in front of other windows and with the keyboard; the first time in the middle of
-    /// the screen.
-    void open();
-
     /// Whether nothing can ever answer at the URL: its host is under ".example" (RFC 2606), as in
     /// a build that was given no relay.
     [[nodiscard]] static bool isPlaceholder(const std::string& relayURL);
 
   protected:
-    bool event(QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 
@@ -63,7 +56,6 @@ class WelcomeView final : public QWidget {
     void connectPanel();
     [[nodiscard]] WelcomeFacts facts() const;
     void draw();
-    void fit();
 
     void refresh();
     void tick();
@@ -90,6 +82,5 @@ class WelcomeView final : public QWidget {
 
     std::unique_ptr<Scheduler::Timer> m_ticking;
     bool m_wasOpened = false;
-    QScrollArea* m_scrolling;
     WelcomePanel* m_panel;
 };

@@ -46,7 +46,7 @@ class MenuPanelTest : public testing::Test {
                                  });
                              draw();
                          });
-        theme::apply(m_panel);
+        theme::follow(m_panel);
     }
 
     void show(std::vector<std::shared_ptr<const PendingItem>> pending) {

@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollBar>
@@ -13,6 +12,7 @@
 
 #include "support/Eventually.h"
 #include "support/FakeScheduler.h"
+#include "ui/TextBlock.h"
 
 namespace {
 
@@ -92,7 +92,7 @@ TEST_F(UpdateWindowTest, ClosingAndEscapeDismissAndTheSessionCloses) {
     show(Phase::available);
     EXPECT_FALSE(widget().close());
     EXPECT_THAT(taken(), ElementsAre("dismiss"));
-    QTest::keyClick(&find<QPlainTextEdit>("updateNotes"), Qt::Key_Escape);
+    QTest::keyClick(&find<TextBlock>("updateNotes"), Qt::Key_Escape);
     EXPECT_THAT(taken(), ElementsAre("dismiss"));
     EXPECT_TRUE(widget().isVisible());
     window->close();
@@ -120,7 +120,7 @@ TEST_F(UpdateWindowTest, NothingDownloadsUntilTheButtonHasBeenThereForAWhile) {
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, QString(), true);
     QApplication::sendEvent(&widget(), &held);
     EXPECT_THAT(taken(), IsEmpty());
-    QTest::keyClick(&find<QPlainTextEdit>("updateNotes"), Qt::Key_Return);
+    QTest::keyClick(&find<TextBlock>("updateNotes"), Qt::Key_Return);
     EXPECT_THAT(taken(), ElementsAre("download"));
 
     window->close();
@@ -162,9 +162,9 @@ TEST_F(UpdateWindowTest, AsksForNoFocusAndTellsOfThePersonsAttention) {
 TEST_F(UpdateWindowTest, ShowsTextsAsTheyAre) {
     const QString text = QStringLiteral("<img src='x'>&amp; <b>no</b>");
     show(Phase::available, text.toStdString());
-    EXPECT_EQ(find<QPlainTextEdit>("updateNotes").toPlainText(), text);
+    EXPECT_EQ(find<TextBlock>("updateNotes").toPlainText(), text);
     show(Phase::failed, text.toStdString());
-    EXPECT_EQ(find<QPlainTextEdit>("updateError").toPlainText(), text);
+    EXPECT_EQ(find<TextBlock>("updateError").toPlainText(), text);
     for (const QLabel* label : widget().findChildren<QLabel*>())
         EXPECT_EQ(label->textFormat(), Qt::PlainText) << label->objectName().toStdString();
 }
@@ -174,7 +174,7 @@ TEST_F(UpdateWindowTest, NewProgressLeavesTheNotesWhereTheyAre) {
     for (int i = 0; i < 200; ++i)
         notes += "line\n";
     show(Phase::available, notes);
-    auto* bar = find<QPlainTextEdit>("updateNotes").verticalScrollBar();
+    auto* bar = find<TextBlock>("updateNotes").verticalScrollBar();
     bar->setValue(100);
     show(Phase::downloading, notes);
     EXPECT_EQ(bar->value(), 100);

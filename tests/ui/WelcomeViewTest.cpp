@@ -84,7 +84,10 @@ class WelcomeViewTest : public testing::Test {
         return m_view->findChild<Widget*>(QLatin1String(name));
     }
     bool shows(const char* name) { return find<QWidget>(name)->isVisible(); }
-    std::string text(const char* name) { return utf8(find<QLabel>(name)->text()); }
+    std::string text(const char* name) {
+        const auto* block = find<TextBlock>(name);
+        return utf8(block ? block->toPlainText() : find<QLabel>(name)->text());
+    }
     std::string buttonText(const char* name) { return utf8(find(name)->text()); }
     void click(const char* name) {
         QTest::mouseClick(find<QWidget>(name), Qt::LeftButton);

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QString>
+
+/// A name from outside on one line: a mark such as "[U+202E]" in the place of what hides, "↵" in
+/// that of a line feed.
+[[nodiscard]] QString visibleName(const QString& name);
