@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QTest>
+#include <QTextDocument>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ std::shared_ptr<const PendingItem> item(const char* id, PendingItem::Kind kind,
     made.client = "terminal";
     made.input = JSONObject{{"command", detail}};
     made.lastMessage = detail;
-    made.suggestions = JSONArray{JSONObject{}};
+    made.suggestions = JSONArray{JSONObject{{"<i>", "&"}}};
     return std::make_shared<const PendingItem>(made);
 }
 
@@ -141,6 +142,37 @@ TEST_F(MenuPanelTest, ReturnAllowsTheOldestPermissionAndNothingElse) {
     QTest::keyClick(&m_panel, Qt::Key_Return);
     EXPECT_EQ(m_answers.back(), R"(a {"action":"allow"})");
     EXPECT_EQ(m_answers.size(), 2U);
+}
+
+// Return may end the composition of a character, or belong to what has the focus.
+TEST_F(MenuPanelTest, AnInputMethodsReturnAllowsNothing) {
+    show({item("s", stop), item("a", permission)});
+    m_scheduler.pass(1s);
+    auto* const reply = in<QLineEdit>(0, "reply");
+    reply->setFocus();
+    QInputMethodEvent composing(QStringLiteral("ㄆㄠ"), {});
+    QApplication::sendEvent(reply, &composing);
+    QInputMethodEvent commit;
+    commit.setCommitString(QStringLiteral("跑"));
+    QApplication::sendEvent(reply, &commit);
+    EXPECT_EQ(utf8(reply->text()), "跑");
+    EXPECT_THAT(m_answers, IsEmpty());
+}
+
+TEST_F(MenuPanelTest, WhatFailedCanBeCopiedAndATipIsPlain) {
+    m_facts.error = QStringLiteral("/home/<b>x</b>/") + QString(200, QLatin1Char('y'));
+    show({item("a", permission)});
+    auto* const error = m_panel.findChild<TextBlock*>(QStringLiteral("error"));
+    EXPECT_GE(error->height(), 4 * theme::lineHeight(theme::Style::caption)) << "whole";
+    QTest::keyClick(error, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(error, Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::clipboard()->text(), *m_facts.error);
+    const QPushButton* always = in<QPushButton>(0, "always");
+    EXPECT_EQ(utf8(always->accessibleDescription()), "agent 會照這樣記住：\n{\"<i>\":\"&\"}");
+    QTextDocument tip; // What Qt makes of it.
+    EXPECT_TRUE(Qt::mightBeRichText(always->toolTip()));
+    tip.setHtml(always->toolTip());
+    EXPECT_EQ(tip.toPlainText(), always->accessibleDescription());
 }
 
 TEST_F(MenuPanelTest, KeepsWhatIsTypedAndGivesTheFocusToNoOtherItem) {

@@ -184,6 +184,43 @@ TEST(MenuState, ShowsWaitingItemsInOrderWithTheirAnswers) {
                                             "3|/|停下來了|terminal|完成了|stop"));
 }
 
+TEST(MenuState, TellsWhatAlwaysMakesTheAgentRemember) {
+    const auto remembered = [](const std::string& suggestions) {
+        PendingItem item;
+        item.suggestions = JSONValue::parse(suggestions);
+        return utf8(PendingRowState::of(item).remembered);
+    };
+    const std::string rule = R"({"toolName":"Bash","ruleContent":"git push:*"})";
+    const auto addRules = [](const std::string& rules, const char* more = "") {
+        return R"([{"type":"addRules","rules":[)" + rules +
+               R"(],"behavior":"allow","destination":"localSettings")" + more + "}]";
+    };
+    EXPECT_EQ(remembered(addRules(rule + R"(,{"toolName":"Read"})")),
+              "以後不再問，直接允許：\nBash(git push:*)\nRead\n"
+              "寫入這個專案的本機設定（localSettings）。");
+    EXPECT_EQ(
+        remembered(R"([{"type":"addDirectories","directories":["/w"],"destination":"session"},)"
+                   R"({"type":"setMode","mode":"plan","destination":"userSettings"}])"),
+        "以後可以使用這些資料夾：\n/w\n只在這個工作階段有效（session）。\n"
+        "權限模式改成：\nplan\n寫入你的個人設定（userSettings）。");
+    // It cannot pretend to be another line, or less than it is.
+    EXPECT_THAT(remembered(addRules(R"({"toolName":"a\n以後\u202e"})")),
+                testing::HasSubstr("\na↵以後[U+202E]\n"));
+    for (const std::string& unknown :
+         {addRules(rule, R"(,"also":1)"), addRules(R"({"toolName":"a","b":1})"), addRules("7")}) {
+        const std::string list = json::compact(*JSONValue::parse(unknown)).value();
+        EXPECT_EQ(remembered(unknown), "agent 會照這樣記住：\n" + list.substr(1, list.size() - 2));
+    }
+    std::string many = rule;
+    for (int i = 0; i < 50; ++i)
+        many += "," + rule;
+    const std::string shown = remembered(addRules(many));
+    EXPECT_EQ(std::ranges::count(shown, '\n'), 15);
+    EXPECT_TRUE(shown.ends_with("\n還有 38 行沒有顯示")) << shown;
+    EXPECT_LT(remembered(addRules(R"({"toolName":")" + std::string(9000, 'x') + "\"}")).size(),
+              400U);
+}
+
 TEST(MenuState, ShowsTheFiveNewestOpenSessions) {
     const MenuState state = with([](MenuFacts& facts) {
         for (int i = 1; i <= 7; ++i) {
