@@ -8,7 +8,7 @@ build_packages=(
 test_packages=(
   libgtest-dev libgmock-dev curl openssl libnss-wrapper procps
   libboost-dev nettle-dev zbar-tools
-  dbus xvfb xdotool
+  dbus xvfb xdotool openbox xfce4-panel
   desktop-file-utils appstream
 )
 page_packages=(chromium nodejs npm)
