@@ -9,18 +9,18 @@ namespace bench::events {
 
 namespace {
 
-std::string head(std::string_view session) {
+std::string head(std::string_view session, std::string_view folder = "orchard") {
     return "{\"session_id\":\"" + std::string(session) +
            "\",\"transcript_path\":\"/home/user/.claude/projects/-home-user-work-orchard/" +
-           std::string(session) +
-           ".jsonl\",\"cwd\":\"/home/user/work/orchard\",\"permission_mode\":\"default\",";
+           std::string(session) + ".jsonl\",\"cwd\":\"/home/user/work/" + std::string(folder) +
+           "\",\"permission_mode\":\"default\",";
 }
 
 } // namespace
 
-std::string toolUse(std::string_view session) {
+std::string toolUse(std::string_view session, std::string_view folder) {
     std::string event =
-        head(session) +
+        head(session, folder) +
         R"("hook_event_name":"PostToolUse","tool_name":"Bash","tool_input":{"command":)"
         R"("ninja -C build && ctest --test-dir build --output-on-failure -R \"Planner|Route\"",)"
         R"("description":"Build, then run the planner’s tests","timeout":120000},)"
@@ -37,10 +37,11 @@ std::string toolUse(std::string_view session) {
     return event.append(end);
 }
 
-std::string question(std::string_view session) {
+std::string question(std::string_view session, std::string_view command) {
     return head(session) +
-           R"("hook_event_name":"PermissionRequest","tool_name":"Bash","tool_input":{"command":)"
-           R"("git push origin release/2.4","description":"Push the release branch"},)"
+           R"("hook_event_name":"PermissionRequest","tool_name":"Bash","tool_input":{"command":")" +
+           std::string(command) +
+           R"(","description":"Push the release branch"},)"
            R"("permission_suggestions":[{"type":"addRules","rules":[{"toolName":"Bash",)"
            R"("ruleContent":"git push:*"}],"behavior":"allow","destination":"localSettings"}]})";
 }

@@ -23,6 +23,8 @@ std::vector<std::string> environmentWith(const Command& command) {
     std::vector<std::string> result;
     for (const auto& [name, value] : command.environment)
         result.push_back(name + "=" + value);
+    if (command.inherits == Command::Inherits::nothing)
+        return result;
     // Of two of one name the first counts.
     for (char** entry = environ; *entry; ++entry)
         result.emplace_back(*entry);
@@ -47,6 +49,9 @@ Process::Process(const Command& command) : m_id(-1) {
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, command.input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, command.output.c_str(),
                                      O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (!command.errors.empty())
+        posix_spawn_file_actions_addopen(&files, STDERR_FILENO, command.errors.c_str(),
+                                         O_WRONLY | O_CREAT | O_APPEND, 0600);
     const int error = posix_spawn(&m_id, arguments.front().c_str(), &files, nullptr,
                                   pointers(arguments).data(), pointers(environment).data());
     posix_spawn_file_actions_destroy(&files);

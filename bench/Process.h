@@ -13,11 +13,15 @@ namespace bench {
 
 /// How a program is started.
 struct Command {
+    using Environment = std::vector<std::pair<std::string, std::string>>;
+    enum class Inherits { environment, nothing };
+
     std::vector<std::string> arguments; ///< the first is the program's path
-    /// Beyond this process's own environment.
-    std::vector<std::pair<std::string, std::string>> environment{};
+    Environment environment{};          ///< beyond what it inherits
+    Inherits inherits = Inherits::environment;
     std::filesystem::path input = "/dev/null";
     std::filesystem::path output = "/dev/null"; ///< appended to
+    std::filesystem::path errors{};             ///< the same; where this process's go when empty
 };
 
 /// A child process; it ends with this object.

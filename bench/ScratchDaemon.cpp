@@ -28,8 +28,30 @@ Command commandIn(const ScratchDirectory& directory, std::uint16_t port, const s
 
 } // namespace
 
+Command launchOn(const BareDesktop& desktop, const ScratchDirectory& directory, std::uint16_t port,
+                 const std::string& mode, Interface interface) {
+    Command command = commandIn(directory, port, mode, std::nullopt);
+    if (interface == Interface::present)
+        command.arguments.pop_back();
+    command.inherits = Command::Inherits::nothing;
+    const auto& variables = desktop.environment();
+    command.environment.insert(command.environment.end(), variables.begin(), variables.end());
+    command.environment.insert(command.environment.end(),
+                               {{"TAMSELL_CLAUDE_SETTINGS", directory.path() / "claude.json"},
+                                {"CODEX_HOME", directory.path() / "codex"},
+                                {"TAMSELL_NO_WELCOME", ""}});
+    return command;
+}
+
 ScratchDaemon::ScratchDaemon(const std::string& mode, const std::optional<Relay>& relay)
     : m_port(loopback::freePort()), m_process(commandIn(m_directory, m_port, mode, relay)) {
+    loopback::waitForListener(m_port);
+}
+
+ScratchDaemon::ScratchDaemon(const std::string& mode, const BareDesktop& desktop,
+                             Interface interface)
+    : m_port(loopback::freePort()),
+      m_process(launchOn(desktop, m_directory, m_port, mode, interface)) {
     loopback::waitForListener(m_port);
 }
 

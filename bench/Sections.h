@@ -13,5 +13,6 @@ void measurePublish();
 void measureSealing();
 void measureStatePush();
 void measureConnected();
+void measureDesktop();
 
 } // namespace bench
