@@ -93,8 +93,10 @@ class TrayIconEngine final : public QIconEngine {
         const Grid& grid = *placed.grid;
         const int side = static_cast<int>(grid.side * placed.factor);
         painter->save();
-        painter->translate(rect.x() + (rect.width() - side) / 2,
-                           rect.y() + (rect.height() - side) / 2);
+        // On whole pixels: the drawing is made for them.
+        QRect square(0, 0, side, side);
+        square.moveCenter(rect.center());
+        painter->translate(square.topLeft());
         painter->scale(placed.factor, placed.factor);
         paintDrawing(*painter,
                      QStringLiteral("tray-%1-%2")
