@@ -82,7 +82,8 @@ void MenuBarExtra::reveal() {
 }
 
 void MenuBarExtra::toggle() {
-    if (m_window && m_window->isVisible())
+    const bool isOpen = m_window && m_window->isVisible() && m_kind == PanelWindow::Kind::popup;
+    if (isOpen)
         m_window->hide();
     else if (std::chrono::steady_clock::now() - m_closedAt > sameClick)
         openPanel();
@@ -91,7 +92,8 @@ void MenuBarExtra::toggle() {
 void MenuBarExtra::openPanel() {
     const auto kind = hasTray() ? PanelWindow::Kind::popup : PanelWindow::Kind::window;
     const auto composited = compositing();
-    if (!m_window || (!m_window->isVisible() && (kind != m_kind || composited != m_compositing))) {
+    // Also one that is open: its window becomes the panel behind an icon that has come since.
+    if (!m_window || kind != m_kind || composited != m_compositing) {
         m_kind = kind;
         m_compositing = composited;
         m_window.reset(); // Before the next one takes what it shows.

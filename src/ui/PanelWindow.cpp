@@ -90,23 +90,37 @@ void PanelWindow::fit() {
     const int around = 2 * margin();
     const int most = screen()->availableGeometry().height() - freeOfTheScreen;
     setFixedSize(width + around, std::min(height + around, std::max(most, around)));
+    // Also while it is open: one above its point grows upwards, and the desktop may tell late where
+    // it has put the window.
+    if (m_kind == Kind::popup)
+        place();
+}
+
+void PanelWindow::place() {
+    const QRect room = screen()->availableGeometry();
+    // The shadow may reach beyond the screen.
+    const QRect area = room.adjusted(-margin(), -margin(), margin(), margin());
+    const int left = std::clamp(m_point.x() - width() / 2, area.left(),
+                                std::max(area.left(), area.right() - width() + 1));
+    // Below the point when that is in the upper half of the screen, above it otherwise.
+    const int top = m_point.y() < room.center().y() ? m_point.y() - margin()
+                                                    : m_point.y() + margin() - height();
+    move(left, std::clamp(top, area.top(), std::max(area.top(), area.bottom() - height() + 1)));
 }
 
 void PanelWindow::openAt(const QPoint& point) {
-    if (!isVisible())
+    m_point = point;
+    if (!isVisible()) {
         Q_EMIT opening();
+        // What has never been seen has not got its fonts yet, and would be measured without them.
+        for (QWidget* part : m_content->findChildren<QWidget*>())
+            part->ensurePolished();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    }
     QScreen* on = QGuiApplication::screenAt(point);
     if (on && on != screen())
         setScreen(on);
     fit();
-    if (m_kind == Kind::popup) {
-        const QRect room = screen()->availableGeometry();
-        const int left = std::clamp(point.x() - width() / 2, room.left(),
-                                    std::max(room.left(), room.right() - width() + 1));
-        // Below the point when that is in the upper half of the screen, above it otherwise.
-        const int top = point.y() < room.center().y() ? point.y() : point.y() - height();
-        move(left, std::clamp(top, room.top(), std::max(room.top(), room.bottom() - height() + 1)));
-    }
     show();
     raise();
     activateWindow();
@@ -122,6 +136,12 @@ void PanelWindow::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     if (!event->spontaneous())
         Q_EMIT closed();
+}
+
+void PanelWindow::moveEvent(QMoveEvent* event) {
+    QWidget::moveEvent(event);
+    if (isVisible())
+        Q_EMIT moved();
 }
 
 void PanelWindow::changeEvent(QEvent* event) {

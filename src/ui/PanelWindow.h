@@ -38,16 +38,19 @@ class PanelWindow final : public QWidget {
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     [[nodiscard]] int margin() const;
     void fit();
+    void place();
     void drawShadow();
 
     QWidget* m_content;
     Kind m_kind;
     Compositing m_compositing;
+    QPoint m_point; ///< that a popup stands beside
     QScrollArea* m_scroller;
     QPixmap m_shadow;
 };

@@ -21,6 +21,8 @@ class Desktop {
         int width = 0;
         int height = 0;
     };
+    /// How high the bar is, its line included.
+    static constexpr int bar = 33;
     /// Where the bar shows its only icon.
     static constexpr Rectangle icon{0, 0, 32, 32};
 

@@ -55,6 +55,12 @@ struct OnADesktop : testing::Test {
             return until([&] { return desktop.shows(panel); }, 1s);
         });
     }
+    bool isBelowTheIcon() const {
+        return until([&] {
+            const Desktop::Rectangle lies = desktop.geometry(panel);
+            return lies.left == 0 && lies.top == Desktop::bar;
+        });
+    }
     bool willSay(std::string_view text) const {
         return until([&] { return tamsell->output().find(text) != std::string::npos; });
     }
@@ -71,7 +77,8 @@ TEST_F(OnADesktop, IsClickedAnsweredAndQuit) {
 
     desktop.click(Desktop::icon);
     ASSERT_TRUE(desktop.willShow(panel));
-    desktop.press("Escape");
+    EXPECT_TRUE(isBelowTheIcon());
+    desktop.click(Desktop::icon);
     EXPECT_TRUE(desktop.willHide(panel));
     desktop.parkPointer();
     EXPECT_TRUE(until([&] { return desktop.picture(Desktop::icon) == calm; }));
@@ -116,10 +123,9 @@ TEST_F(OnADesktop, FollowsTheTray) {
     EXPECT_TRUE(desktop.willLoseIcon());
     desktop.startTray();
     EXPECT_TRUE(desktop.willShowIcon());
-    // The first click puts the window away.
+    // The window gives way to the panel behind the icon.
     desktop.click(Desktop::icon);
-    EXPECT_TRUE(desktop.willHide(panel));
-    ASSERT_TRUE(opensPanel());
+    EXPECT_TRUE(isBelowTheIcon());
 }
 
 TEST_F(OnADesktop, StartsAgain) {

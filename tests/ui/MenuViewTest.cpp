@@ -1,6 +1,7 @@
 #include "ui/MenuView.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QTest>
 
 #include "daemon/DaemonFixture.h"
@@ -86,6 +87,24 @@ TEST_F(MenuViewTest, ARealHookGetsWhatIsClicked) {
     EXPECT_LT(m_window->height(), tall);
 }
 
+TEST_F(MenuViewTest, StandsOnABarAtTheBottomAndIsNotArmedWhereItHasMoved) {
+    open({{"mode", "on"}});
+    const JSONObject question{{"hook_event_name", "PermissionRequest"}, {"session_id", "s"}};
+    const auto first = holdHook(question);
+    m_window->hide();
+    m_window->openAt(QGuiApplication::primaryScreen()->availableGeometry().bottomRight());
+    settle();
+    m_scheduler.pass(600ms);
+    const int bottom = m_window->geometry().bottom();
+    const int top = m_window->geometry().top();
+    const auto second = holdHook(question);
+    settle();
+    EXPECT_EQ(m_window->geometry().bottom(), bottom);
+    EXPECT_LT(m_window->geometry().top(), top);
+    click("allow");
+    EXPECT_EQ(m_daemon->pending().size(), 2U) << "another button may have come under the pointer";
+}
+
 TEST_F(MenuViewTest, InstallsAndRemovesHooksAndSaysWhatFails) {
     open({});
     click("warningButton");
@@ -108,9 +127,11 @@ TEST_F(MenuViewTest, InstallsAndRemovesHooksAndSaysWhatFails) {
 TEST_F(MenuViewTest, APopupIsWithinTheScreenAndClosesWithEscape) {
     open({});
     const QRect room = m_window->screen()->availableGeometry();
+    const int around = theme::metrics::panelShadow;
+    const QMargins shadow(around, around, around, around);
     for (const QPoint& point : {room.topLeft(), room.bottomRight(), QPoint(-500, 9000)}) {
         m_window->openAt(point);
-        EXPECT_TRUE(room.contains(m_window->geometry()));
+        EXPECT_TRUE(room.contains(m_window->geometry().marginsRemoved(shadow)));
     }
     QTest::keyClick(&m_view->panel(), Qt::Key_Escape);
     EXPECT_FALSE(m_window->isVisible());

@@ -118,7 +118,7 @@ TEST_P(WindowsTest, IsUsedByTheKeyboardInReadingOrder) {
         return std::pair(frame(widget).top(), frame(widget).left());
     });
     if (first != reached.end()) // It begins where the focus was.
-        std::ranges::rotate(reached, first);
+        std::rotate(reached.begin(), first, reached.end());
     for (std::size_t i = 1; i < reached.size(); ++i) {
         const QRect before = frame(reached[i - 1]);
         const QRect after = frame(reached[i]);
