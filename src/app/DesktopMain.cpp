@@ -11,6 +11,7 @@
 #include "platform/LaunchSocket.h"
 #include "platform/TerminationSignals.h"
 #include "ui/LaunchNotice.h"
+#include "ui/TrayIcon.h"
 
 namespace {
 
@@ -28,8 +29,8 @@ QByteArray platforms() {
     const bool isWayland =
         qgetenv("XDG_SESSION_TYPE") == "wayland" ||
         (qEnvironmentVariableIsEmpty("DISPLAY") && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
-    const bool isGNOME = qgetenv("XDG_CURRENT_DESKTOP").contains("GNOME");
-    return QByteArray(isWayland && !isGNOME ? "wayland;xcb;" : "xcb;wayland;") + noScreen;
+    const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+    return QByteArray(isWayland && !isGNOME(desktop) ? "wayland;xcb;" : "xcb;wayland;") + noScreen;
 }
 
 void setUp(QApplication& application) {

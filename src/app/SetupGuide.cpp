@@ -9,18 +9,13 @@
 
 SetupGuide::SetupGuide(Environment environment) : m_environment(std::move(environment)) {}
 
-bool SetupGuide::isDone() const {
-    const JSONValue* done = m_environment.daemon.config().raw.find("welcomeDone");
-    return done && *done == JSONValue(true);
-}
-
 // Devices are not looked at: pairing is for the pairing window to offer.
 bool SetupGuide::isSetUp() const {
     return m_environment.daemon.config().relay() && areComplete(m_environment.hooks.status());
 }
 
 void SetupGuide::showSetupGuideIfNeeded() {
-    if (isDone() || m_environment.variables("TAMSELL_NO_WELCOME"))
+    if (m_environment.daemon.isWelcomeDone() || m_environment.variables("TAMSELL_NO_WELCOME"))
         return;
     if (isSetUp())
         m_environment.daemon.markWelcomeDone();

@@ -40,7 +40,6 @@ class SetupGuide final : public QObject {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
-    [[nodiscard]] bool isDone() const;
     [[nodiscard]] bool isSetUp() const;
 
     const Environment m_environment;

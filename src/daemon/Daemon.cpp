@@ -171,6 +171,11 @@ void Daemon::setUpRelay() {
     updateConfig([fresh](Config& config) { config.setRelay(fresh); });
 }
 
+bool Daemon::isWelcomeDone() const {
+    const JSONValue* done = config().raw.find("welcomeDone");
+    return done && *done == JSONValue(true);
+}
+
 void Daemon::markWelcomeDone() {
     updateConfig([](Config& config) { config.raw.set("welcomeDone", true); });
 }

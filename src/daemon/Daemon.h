@@ -91,6 +91,8 @@ class Daemon final : public QObject {
     /// @throws std::runtime_error when the system gives no random bytes; nothing has changed then
     void setUpRelay();
     void markWelcomeDone();
+    /// Whether the user has been through the setup guide.
+    [[nodiscard]] bool isWelcomeDone() const;
     /// The common path of all of them, for any other change. It may be made again later, so it must
     /// not refer to anything that ends before.
     void updateConfig(const LiveConfig::Change& change);

@@ -112,8 +112,7 @@ std::string Routes::ticketTarget() {
     return "/open?ticket=" + m_ticket.issue(std::chrono::steady_clock::now());
 }
 
-// Whoever reads the ticket before the browser has used it is another user, and told nothing; the
-// ticket stays good for the browser.
+// Another user may read the ticket before the browser uses it: they are refused, and it stays good.
 void Routes::openPage(const HTTPRequest& request, const Connection& connection) {
     const auto ticket = request.query.find("ticket");
     if (ticket == request.query.end() || !connection->mayBelongTo(::geteuid()) ||

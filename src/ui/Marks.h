@@ -3,6 +3,9 @@
 #include <QLabel>
 #include <QTimer>
 
+// They paint themselves and are labels all the same: assistive technology reads those by their
+// names, and other widgets that take no focus not at all.
+
 /// A small disc whose colour repeats what the words beside it say.
 class StatusMark final : public QLabel {
     Q_OBJECT

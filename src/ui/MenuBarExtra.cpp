@@ -65,14 +65,11 @@ void MenuBarExtra::connectTray() {
     connect(tray, &Tray::updateClicked, &panel, &MenuPanel::updateClicked);
     connect(tray, &Tray::guideClicked, &panel, &MenuPanel::guideClicked);
     connect(tray, &Tray::quitClicked, &panel, &MenuPanel::quitClicked);
-    connect(tray, &Tray::launchAtLoginChosen, this, [this, &panel](bool on) {
-        Q_EMIT panel.launchAtLoginChosen(on);
-        reveal();
-    });
-    connect(tray, &Tray::removeHooksClicked, this, [this, &panel] {
-        Q_EMIT panel.removeHooksClicked();
-        reveal();
-    });
+    // What the panel does with these may fail; it does it first.
+    connect(tray, &Tray::launchAtLoginChosen, &panel, &MenuPanel::launchAtLoginChosen);
+    connect(tray, &Tray::launchAtLoginChosen, this, &MenuBarExtra::reveal);
+    connect(tray, &Tray::removeHooksClicked, &panel, &MenuPanel::removeHooksClicked);
+    connect(tray, &Tray::removeHooksClicked, this, &MenuBarExtra::reveal);
 }
 
 // What went wrong stands in the panel.

@@ -20,18 +20,19 @@ QVBoxLayout* column(QWidget* widget, int spacing);
 [[nodiscard]] QLabel* label(const QString& text, theme::Style style, const char* look,
                             QWidget* parent);
 
-/// What failed, in the words of whoever reports it, which may be of any length. Each of them can be
-/// selected.
+/// What failed, named "error", in the words of whoever reports it: of any length, never cut, and
+/// selectable.
 [[nodiscard]] TextBlock* errorLine(QWidget* parent);
-/// The same as the title of what is about it.
+/// The title of a notice that is itself such words.
+/// @param look of the theme
 [[nodiscard]] TextBlock* noticeTitle(const QString& look, QWidget* parent);
 
 /// A tool tip and, for assistive technology, the description. It is plain text whatever is in it,
 /// and breaks within words that are long.
 void setToolTip(QWidget* widget, const QString& text);
 
-/// Puts what in the block takes the focus behind `before` in the order of the keyboard. What is made
-/// later than its neighbours would come last.
+/// Puts what in the block takes the focus behind `before` in the order of the keyboard. What is
+/// made later than its neighbours would come last.
 /// @return the last of them, or `before`
 QWidget* tabAfter(QWidget* before, const QWidget* block);
 

@@ -154,12 +154,15 @@ void PendingRow::moveEvent(QMoveEvent* event) {
 
 // A field leaves its Return to whoever is around it, where it would go on to allow what moved up.
 bool PendingRow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_reply && event->type() == QEvent::InputMethod)
+        m_isComposing = !static_cast<QInputMethodEvent*>(event)->preeditString().isEmpty();
     if (watched != m_reply || event->type() != QEvent::KeyPress)
         return QWidget::eventFilter(watched, event);
     const auto* key = static_cast<QKeyEvent*>(event);
     if (key->key() != Qt::Key_Return && key->key() != Qt::Key_Enter)
         return false;
-    if (!key->isAutoRepeat())
+    // One while a character is being composed belongs to the input method.
+    if (!key->isAutoRepeat() && !m_isComposing)
         send();
     return true;
 }

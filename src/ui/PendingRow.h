@@ -53,6 +53,7 @@ class PendingRow final : public QWidget {
     Scheduler& m_scheduler;
     std::unique_ptr<Scheduler::Timer> m_arming;
     bool m_isArmed = false;
+    bool m_isComposing = false; // A character, in the field.
     QPushButton* m_allow = nullptr;
     QPushButton* m_always = nullptr;
     QLineEdit* m_reply = nullptr;

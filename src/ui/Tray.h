@@ -10,8 +10,8 @@
 #include "core/Config.h"
 #include "ui/TrayState.h"
 
-/// The icon in the desktop's tray, with a menu that has every command: many desktops show nothing
-/// but that menu. Nothing in it answers a question.
+/// The icon in the desktop's tray, with a menu that has the modes and the commands at the foot of
+/// the panel: many desktops show nothing but that menu. Nothing in it answers a question.
 ///
 /// Qt decides once in a process how its icons are shown: the first of them is to be made when the
 /// tray is there.

@@ -146,9 +146,13 @@ class TrayIconEngine final : public QIconEngine {
 
 } // namespace
 
+bool isGNOME(const QString& desktop) {
+    return desktop.split(QLatin1Char(':')).contains(QLatin1String("GNOME"));
+}
+
 TrayGround trayGround(const QString& desktop) {
-    const bool isGNOME = desktop.split(QLatin1Char(':')).contains(QLatin1String("GNOME"));
-    return isGNOME || &theme::current() == &theme::dark() ? TrayGround::dark : TrayGround::light;
+    return isGNOME(desktop) || &theme::current() == &theme::dark() ? TrayGround::dark
+                                                                   : TrayGround::light;
 }
 
 QIcon trayIcon(std::size_t waiting, TrayGround ground) {

@@ -7,6 +7,10 @@
 /// What the tray icon is drawn for.
 enum class TrayGround { light, dark };
 
+/// Whether it is GNOME or built on it.
+/// @param desktop XDG_CURRENT_DESKTOP
+[[nodiscard]] bool isGNOME(const QString& desktop);
+
 /// The ground of the desktop's bar, as far as it can be known: the top bar of GNOME is dark
 /// whatever the theme; elsewhere it is taken to be like the windows.
 /// @param desktop XDG_CURRENT_DESKTOP

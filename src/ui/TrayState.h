@@ -19,6 +19,4 @@ struct TrayState {
     std::size_t waiting = 0;
     QString toolTip; ///< the status, and how many items wait
     MenuState menu;  ///< without its items and sessions
-
-    bool operator==(const TrayState&) const = default;
 };

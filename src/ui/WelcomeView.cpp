@@ -179,8 +179,7 @@ void WelcomeView::setLaunchAtLogin(bool on) {
 
 void WelcomeView::finish() {
     Daemon& daemon = m_environment.daemon;
-    const JSONValue* done = daemon.config().raw.find("welcomeDone");
-    if (!done || *done != JSONValue(true))
+    if (!daemon.isWelcomeDone())
         daemon.markWelcomeDone();
     close();
 }

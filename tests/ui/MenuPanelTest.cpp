@@ -144,19 +144,23 @@ TEST_F(MenuPanelTest, ReturnAllowsTheOldestPermissionAndNothingElse) {
     EXPECT_EQ(m_answers.size(), 2U);
 }
 
-// Return may end the composition of a character, or belong to what has the focus.
-TEST_F(MenuPanelTest, AnInputMethodsReturnAllowsNothing) {
+// While a character is being composed, Return belongs to that.
+TEST_F(MenuPanelTest, AnInputMethodsReturnAnswersNothing) {
     show({item("s", stop), item("a", permission)});
     m_scheduler.pass(1s);
     auto* const reply = in<QLineEdit>(0, "reply");
     reply->setFocus();
     QInputMethodEvent composing(QStringLiteral("ㄆㄠ"), {});
+    reply->setText(QStringLiteral("快"));
     QApplication::sendEvent(reply, &composing);
+    QTest::keyClick(reply, Qt::Key_Return);
+    EXPECT_THAT(m_answers, IsEmpty());
     QInputMethodEvent commit;
     commit.setCommitString(QStringLiteral("跑"));
     QApplication::sendEvent(reply, &commit);
-    EXPECT_EQ(utf8(reply->text()), "跑");
     EXPECT_THAT(m_answers, IsEmpty());
+    QTest::keyClick(reply, Qt::Key_Return);
+    EXPECT_THAT(m_answers, ElementsAre(R"(s {"action":"reply","text":"快跑"})"));
 }
 
 TEST_F(MenuPanelTest, WhatFailedCanBeCopiedAndATipIsPlain) {

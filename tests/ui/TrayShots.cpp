@@ -22,7 +22,7 @@ constexpr std::array sizes{16, 22, 24, 32, 44, 48, 64};
 constexpr std::array waiting{0, 1, 2, 12, 100};
 constexpr int cell = 80;
 
-// The bars of the mockups.
+// A bar in each theme.
 QColor barColor() {
     return trayGround(QString()) == TrayGround::dark ? QColor(0x17, 0x18, 0x1B)
                                                      : QColor(0xEB, 0xEC, 0xEE);

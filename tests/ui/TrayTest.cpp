@@ -23,7 +23,7 @@ std::vector<std::string> entries(const QMenu& menu) {
     return texts;
 }
 
-TEST(TrayTest, HasEveryCommandThatThePanelHas) {
+TEST(TrayTest, HasTheCommandsAtTheFootOfThePanel) {
     Tray tray;
     const QMenu* menu = nullptr;
     for (const QWidget* widget : QApplication::topLevelWidgets())
