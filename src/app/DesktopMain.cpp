@@ -80,12 +80,18 @@ Launch beginLaunch() {
 }
 
 int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
-    const bool isOurChoice = !qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    // Somebody else's choice comes first.
+    const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");
+    const bool isOurChoice = !chosen.contains(noScreen);
     if (isOurChoice)
-        qputenv("QT_QPA_PLATFORM", platforms());
+        qputenv("QT_QPA_PLATFORM", chosen.isEmpty() ? platforms() : chosen + ';' + platforms());
     QApplication application(argc, argv);
     if (isOurChoice) {
-        qunsetenv("QT_QPA_PLATFORM"); // Programs started from here choose for themselves.
+        // Programs started from here choose for themselves.
+        if (chosen.isEmpty())
+            qunsetenv("QT_QPA_PLATFORM");
+        else
+            qputenv("QT_QPA_PLATFORM", chosen);
         if (QGuiApplication::platformName() == QLatin1String(noScreen)) {
             logging::writeToStandardOutput(
                 "tamsell: Qt cannot use the display, running without an interface");

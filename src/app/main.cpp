@@ -21,8 +21,12 @@ constexpr auto displayPatience = 10s;
 // So that a launch with an interface learns of this process. Nothing else depends on it.
 std::unique_ptr<FirstLaunch> answerLaterLaunches(const Locations& locations) {
     try {
-        return FirstLaunch::claim(launchSocketPath(processEnvironment, locations.dataDirectory),
-                                  FirstLaunch::Interface::absent);
+        auto first =
+            FirstLaunch::claim(launchSocketPath(processEnvironment, locations.dataDirectory),
+                               FirstLaunch::Interface::absent);
+        if (!first)
+            logging::writeToStandardOutput("tamsell: another Tamsell uses the same settings");
+        return first;
     } catch (const std::system_error& failure) {
         logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
                                        std::string(failure.what()));

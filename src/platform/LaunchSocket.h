@@ -15,7 +15,7 @@
 /// (freedesktop.org, "XDG Base Directory"), or in the data directory where there is none. Its name
 /// carries a hash of the data directory, so that programs with different ones do not meet.
 /// @param environment XDG_RUNTIME_DIR, which counts only when it is the absolute path of a
-///        directory that is this user's and that nobody else can write to. Next comes
+///        directory that this user can write to, and nobody else. Next comes
 ///        /run/user/UID, for programs that were started without the variable, on the same condition
 /// @param dataDirectory need not exist yet; links and other spellings of it lead to the same name
 [[nodiscard]] std::filesystem::path launchSocketPath(const EnvironmentLookup& environment,

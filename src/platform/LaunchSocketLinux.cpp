@@ -56,7 +56,8 @@ constexpr mode_t ownersAlone = S_ISVTX | S_IRUSR | S_IWUSR;
 bool isOwnDirectory(const fs::path& path) {
     struct stat status {};
     return path.is_absolute() && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-           status.st_uid == ::geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+           status.st_uid == ::geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 &&
+           ::access(path.c_str(), W_OK | X_OK) == 0; // Its file system may be read-only.
 }
 
 // The same for one directory however it is named, whether it exists yet or not.

@@ -32,7 +32,8 @@ LaunchNotice::LaunchNotice(const LaunchAnswer& first)
         auto* command = new CommandBox(content());
         command->setObjectName(QStringLiteral("command"));
         command->setAccessibleName(tr("結束它的指令"));
-        command->setCommand("kill " + std::to_string(first.process));
+        // One that does not answer does not hear a request to end either.
+        command->setCommand((isHeadless ? "kill " : "kill -9 ") + std::to_string(first.process));
         column->addWidget(command);
     }
     if (isHeadless)

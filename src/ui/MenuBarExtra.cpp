@@ -54,9 +54,9 @@ void MenuBarExtra::trayHostChanged() {
 void MenuBarExtra::connectTray() {
     const Tray* const tray = m_tray.get();
     MenuPanel& panel = m_environment.view.panel();
-    // Whether a check for updates is under way has no signal.
+    // Others change the hooks and the login item, too, and checks for updates have no signal.
     connect(tray, &Tray::menuOpening, this,
-            [this] { m_tray->show(m_environment.view.trayState()); });
+            [this] { m_tray->show(m_environment.view.freshTrayState()); });
     connect(tray, &Tray::activated, this, &MenuBarExtra::toggle);
     connect(tray, &Tray::panelClicked, this, &MenuBarExtra::openPanel);
     connect(tray, &Tray::pageClicked, this, m_environment.openPage);

@@ -287,7 +287,8 @@ void MenuPanel::showSessions(const MenuState& state) {
 
 void MenuPanel::showCommands(const MenuState& state) {
     m_pair->setText(state.pairButton);
-    m_update->setText(state.updateButton.value_or(QString()));
+    m_update->setText(
+        state.updateButton.value_or(QString()).replace(QLatin1Char('&'), QLatin1String("&&")));
     m_update->setVisible(state.updateButton.has_value());
     m_checkForUpdates->setVisible(state.showsUpdateCheck);
     m_checkForUpdates->setEnabled(state.enablesUpdateCheck);
@@ -305,13 +306,16 @@ void MenuPanel::disarm() {
         row->disarm();
 }
 
-// A text field takes its own Return; a button that has the focus has none.
+// A text field takes its own Return. On a button that has the focus it means that button, to
+// whoever sees the ring, and so nothing but 允許 itself may allow.
 void MenuPanel::keyPressEvent(QKeyEvent* event) {
     const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
     PendingRow* const target = returnTarget();
-    if (isReturn && isPlain && !event->isAutoRepeat() && target &&
-        !qobject_cast<QLineEdit*>(focusWidget()))
+    const auto* field = qobject_cast<const QLineEdit*>(focusWidget());
+    const auto* button = qobject_cast<const QAbstractButton*>(focusWidget());
+    if (isReturn && isPlain && !event->isAutoRepeat() && target && !field &&
+        (!button || target->isAllow(*button)))
         target->allow();
     else
         QWidget::keyPressEvent(event);

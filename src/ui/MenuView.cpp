@@ -98,9 +98,13 @@ bool MenuView::hasCodex() const {
     return std::filesystem::is_directory(m_environment.locations.codexHome, error);
 }
 
-void MenuView::refresh() {
+void MenuView::lookAtFiles() {
     m_hooks = m_environment.hooks.status();
     m_launchAtLogin = m_environment.launchesAtLogin();
+}
+
+void MenuView::refresh() {
+    lookAtFiles();
     if (hasCodex())
         m_trustCheck = std::make_unique<CodexTrustCheck>(
             m_environment.findCodex(), m_environment.locations.home, trustTimeout,
@@ -110,6 +114,11 @@ void MenuView::refresh() {
             },
             m_environment.descriptorLimit);
     draw();
+}
+
+TrayState MenuView::freshTrayState() {
+    lookAtFiles();
+    return trayState();
 }
 
 TrayState MenuView::trayState() const {

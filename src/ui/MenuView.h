@@ -53,6 +53,8 @@ class MenuView final : public QObject {
     /// Looks at what others may have changed.
     void refresh();
 
+    /// What it is now, with the agents' files and the login item looked at anew.
+    [[nodiscard]] TrayState freshTrayState();
     [[nodiscard]] TrayState trayState() const;
     /// Why the last action failed.
     [[nodiscard]] const std::optional<QString>& error() const { return m_error; }
@@ -65,6 +67,7 @@ class MenuView final : public QObject {
     /// All but the items and the sessions.
     [[nodiscard]] MenuFacts surroundings() const;
     [[nodiscard]] MenuFacts facts() const;
+    void lookAtFiles();
     [[nodiscard]] bool hasCodex() const;
     void draw();
     void drawSoon();

@@ -109,12 +109,12 @@ void PairView::showEvent(QShowEvent* event) {
 void PairView::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     m_tick.reset();
+    if (event->spontaneous())
+        return; // It is only out of sight.
     if (m_poll) {
         pollTestPush();
         m_poll.reset();
     }
-    if (event->spontaneous())
-        return; // It is only out of sight.
     m_revealLink = false;
     dismiss();
 }

@@ -94,6 +94,16 @@ void PanelWindow::fit() {
     // it has put the window.
     if (m_kind == Kind::popup)
         place();
+    else if (isVisible())
+        stayOnScreen();
+}
+
+// A window that grows beyond the lower edge moves up: its end could not be reached otherwise.
+void PanelWindow::stayOnScreen() {
+    const QRect room = screen()->availableGeometry();
+    const int beyond = geometry().bottom() - room.bottom();
+    if (beyond > 0)
+        move(x(), std::max(room.top(), y() - beyond));
 }
 
 void PanelWindow::place() {
@@ -121,6 +131,7 @@ void PanelWindow::openAt(const QPoint& point) {
     if (on && on != screen())
         setScreen(on);
     fit();
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();
@@ -146,9 +157,13 @@ void PanelWindow::moveEvent(QMoveEvent* event) {
 
 void PanelWindow::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::ActivationChange && m_kind == Kind::popup && isVisible() &&
-        !isActiveWindow())
-        hide();
+    if (event->type() == QEvent::ActivationChange && isVisible()) {
+        // A key that was meant for the window before this one comes here now.
+        if (isActiveWindow())
+            Q_EMIT moved();
+        else if (m_kind == Kind::popup)
+            hide();
+    }
     if (event->type() == QEvent::PaletteChange) {
         m_shadow = {};
         update();

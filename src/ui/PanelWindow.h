@@ -29,7 +29,7 @@ class PanelWindow final : public QWidget {
     /// size are decided.
     void opening();
     void closed();
-    /// The content lies elsewhere on the screen, or has come there.
+    /// The content lies elsewhere on the screen, or has come there, or the keyboard has.
     void moved();
 
   protected:
@@ -45,6 +45,7 @@ class PanelWindow final : public QWidget {
     [[nodiscard]] int margin() const;
     void fit();
     void place();
+    void stayOnScreen();
     void drawShadow();
 
     QWidget* m_content;

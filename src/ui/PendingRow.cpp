@@ -75,6 +75,7 @@ void PendingRow::addPermissionButtons() {
     QPushButton* deny = button::make(tr("拒絕"), button::Look::destructive, "deny", this);
     deny->setFixedWidth(metrics::denyWidth);
     connect(deny, &QPushButton::clicked, this, [this] { answer("deny"); });
+    deny->installEventFilter(this);
     buttons->addWidget(deny);
     buttons->addStretch(1);
     if (m_item.offersAlways) {
@@ -138,8 +139,12 @@ void PendingRow::disarm() {
 void PendingRow::setArmed(bool isArmed) {
     m_isArmed = isArmed;
     for (QPushButton* approving : {m_allow, m_always})
-        if (approving)
+        if (approving) {
+            // Qt would hand the focus of a disabled button on to whatever comes next.
+            if (!isArmed && approving->hasFocus())
+                parentWidget()->setFocus();
             approving->setEnabled(isArmed);
+        }
 }
 
 void PendingRow::showEvent(QShowEvent* event) {
@@ -154,6 +159,9 @@ void PendingRow::moveEvent(QMoveEvent* event) {
 
 // A field leaves its Return to whoever is around it, where it would go on to allow what moved up.
 bool PendingRow::eventFilter(QObject* watched, QEvent* event) {
+    // The first half has denied the item that was here; the one that has moved up is another.
+    if (watched != m_reply && event->type() == QEvent::MouseButtonDblClick)
+        return true;
     if (watched == m_reply && event->type() == QEvent::InputMethod)
         m_isComposing = !static_cast<QInputMethodEvent*>(event)->preeditString().isEmpty();
     if (watched != m_reply || event->type() != QEvent::KeyPress)

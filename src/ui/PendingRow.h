@@ -28,6 +28,7 @@ class PendingRow final : public QWidget {
     void setIsReturnTarget(bool isTarget);
     /// As by its button, if it is armed.
     void allow();
+    [[nodiscard]] bool isAllow(const QAbstractButton& button) const { return &button == m_allow; }
     /// It has come to lie elsewhere on the screen.
     void disarm();
 

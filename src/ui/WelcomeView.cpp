@@ -28,7 +28,7 @@ WelcomeView::WelcomeView(Environment environment, QWidget* parent)
 
 void WelcomeView::connectPanel() {
     connect(m_panel, &WelcomePanel::takeOverClicked, this, &WelcomeView::takeOverLegacy);
-    connect(m_panel, &WelcomePanel::retryClicked, &m_environment.daemon, &Daemon::startServer);
+    connect(m_panel, &WelcomePanel::retryClicked, &m_environment.daemon, &Daemon::retryServer);
     connect(m_panel, &WelcomePanel::installClicked, this, [this] {
         attempt([this] { m_environment.hooks.install(); });
         refresh();

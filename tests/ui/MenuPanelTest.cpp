@@ -144,6 +144,25 @@ TEST_F(MenuPanelTest, ReturnAllowsTheOldestPermissionAndNothingElse) {
     EXPECT_EQ(m_answers.size(), 2U);
 }
 
+TEST_F(MenuPanelTest, WhatHasTheFocusOrWasMeantForAnotherItemAnswersNothingElse) {
+    show({item("a", permission), item("b", permission)});
+    m_scheduler.pass(1s);
+    auto* const other = in<QPushButton>(1, "deny");
+    other->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(other, Qt::Key_Return);
+    EXPECT_THAT(m_answers, IsEmpty()) << "the ring is around another button";
+    // What is disarmed leaves its focus to the panel, not to what comes next.
+    in<QPushButton>(0, "allow")->setFocus(Qt::TabFocusReason);
+    m_panel.disarm();
+    EXPECT_EQ(m_panel.focusWidget(), &m_panel);
+    m_scheduler.pass(1s);
+    // The second half of a double click on the item that has gone.
+    QTest::mouseClick(other, Qt::LeftButton);
+    QTest::mouseDClick(in<QPushButton>(0, "deny"), Qt::LeftButton);
+    QTest::mouseRelease(in<QPushButton>(0, "deny"), Qt::LeftButton);
+    EXPECT_THAT(m_answers, ElementsAre(R"(b {"action":"deny"})"));
+}
+
 // While a character is being composed, Return belongs to that.
 TEST_F(MenuPanelTest, AnInputMethodsReturnAnswersNothing) {
     show({item("s", stop), item("a", permission)});
