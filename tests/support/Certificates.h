@@ -21,7 +21,7 @@ class Certificates {
 
     /// The authority's certificate.
     [[nodiscard]] std::filesystem::path authority() const { return m_directory / "authority.pem"; }
-    /// @param name one alternative name as openssl writes it, such as "DNS:localhost"
+    /// @param name one alternative name as openssl writes it, such as "DNS:relay.example"
     [[nodiscard]] TLSIdentity issue(std::string_view name, Validity validity = Validity::valid);
     /// One that no authority has signed.
     [[nodiscard]] TLSIdentity selfSigned(std::string_view name);

@@ -99,7 +99,7 @@ class RelayDouble::Implementation {
               identity(options)) {}
 
     [[nodiscard]] std::string url() const {
-        return (m_isEncrypted ? "https://localhost:" : "http://127.0.0.1:") +
+        return (m_isEncrypted ? "https://127.0.0.1:" : "http://127.0.0.1:") +
                std::to_string(m_server.port());
     }
 
@@ -160,7 +160,7 @@ class RelayDouble::Implementation {
     [[nodiscard]] std::optional<TLSIdentity> identity(const Options& options) const {
         if (!m_isEncrypted)
             return std::nullopt;
-        return options.identity ? options.identity : m_certificates->issue("DNS:localhost");
+        return options.identity ? options.identity : m_certificates->issue("IP:127.0.0.1");
     }
 
     void note(const std::function<void(Seen&)>& change) {

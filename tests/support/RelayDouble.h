@@ -28,7 +28,7 @@ class RelayDouble {
     enum class Transport { plain, tls };
     struct Options {
         Transport transport = Transport::plain;
-        /// What to show over TLS instead of a certificate for "localhost" by the own authority.
+        /// What to show over TLS instead of a certificate for 127.0.0.1 by the own authority.
         std::optional<TLSIdentity> identity;
     };
 
@@ -37,7 +37,7 @@ class RelayDouble {
     explicit RelayDouble(const Options& options);
     ~RelayDouble();
 
-    /// "http://127.0.0.1:PORT", or "https://localhost:PORT" over TLS.
+    /// "http://127.0.0.1:PORT", or the same with "https" over TLS.
     [[nodiscard]] std::string url() const;
     /// The PEM file of the authority to trust; empty without TLS or with an identity from outside.
     [[nodiscard]] std::filesystem::path authority() const;
