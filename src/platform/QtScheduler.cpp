@@ -1,6 +1,7 @@
 #include "platform/QtScheduler.h"
 
 #include <map>
+#include <optional>
 #include <utility>
 
 #include <QTimer>
@@ -22,19 +23,21 @@ class QtScheduler::Queue final : public std::enable_shared_from_this<Queue> {
         return place;
     }
 
-    void remove(Order::iterator place) {
-        m_order.erase(place);
-        setDeadline();
-    }
+    // The system's timer stays: one that fires for nothing costs less than to set it each time.
+    void remove(Order::iterator place) { m_order.erase(place); }
 
   private:
     void fire();
 
     void setDeadline() {
-        m_timer.setDeadline(m_order.empty() ? std::nullopt : std::optional(m_order.begin()->first));
+        if (m_order.empty() || (m_deadline && *m_deadline <= m_order.begin()->first))
+            return;
+        m_deadline = m_order.begin()->first;
+        m_timer.setDeadline(m_deadline);
     }
 
     Order m_order;
+    std::optional<DeadlineTimer::Moment> m_deadline; // As the system has it.
     DeadlineTimer m_timer;
 };
 
@@ -66,6 +69,7 @@ class QtScheduler::Once final : public Timer {
 
 void QtScheduler::Queue::fire() {
     const auto self = shared_from_this(); // An action may destroy all who use this.
+    m_deadline.reset();
     const auto now = DeadlineTimer::now();
     while (!m_order.empty() && m_order.begin()->first <= now) {
         Once* const once = m_order.begin()->second;
