@@ -9,11 +9,14 @@
 #include "ui/Button.h"
 #include "ui/Parts.h"
 #include "ui/Theme.h"
-#include "ui/VisibleName.h"
 
+using namespace std::chrono_literals;
 using namespace theme;
 
 namespace {
+
+// Hooks are answered in between: a row takes some milliseconds.
+constexpr int rowsAtOnce = 4;
 
 StatusMark::Color colorOf(MenuState::Mark mark) {
     switch (mark) {
@@ -66,7 +69,7 @@ MenuPanel::MenuPanel(Scheduler& scheduler, QWidget* parent)
     m_parts->addLayout(m_pending);
     m_sessionsDivider = parts::divider(this);
     m_parts->addWidget(m_sessionsDivider);
-    m_sessions = new QWidget(this);
+    m_sessions = new SessionList(this);
     m_parts->addWidget(m_sessions);
     m_parts->addWidget(parts::divider(this));
     addCommands();
@@ -190,8 +193,10 @@ void MenuPanel::show(const MenuState& state) {
     m_mark->set(colorOf(state.mark), state.status);
     showNotices(state);
     m_modeDescription->setText(state.modeDescription);
-    showPending(state);
-    showSessions(state);
+    showPending();
+    m_sessions->show(state.sessions);
+    m_sessions->setVisible(!state.sessions.empty());
+    m_sessionsDivider->setVisible(!state.sessions.empty());
     showCommands(state);
 }
 
@@ -222,15 +227,19 @@ void MenuPanel::showNotices(const MenuState& state) {
     m_error->setVisible(state.error.has_value());
 }
 
-void MenuPanel::showPending(const MenuState& state) {
+void MenuPanel::showPending() {
     std::vector<PendingRow*> rows;
-    for (const PendingRowState& item : state.pending) {
+    int made = 0;
+    for (const PendingRowState& item : m_state->pending) {
         const auto kept = std::ranges::find_if(
             m_rows, [&](const PendingRow* row) { return row && row->item() == item; });
         if (kept != m_rows.end()) {
             rows.push_back(std::exchange(*kept, nullptr));
             continue;
         }
+        if (made == rowsAtOnce)
+            continue;
+        ++made;
         auto* row = new PendingRow(item, m_scheduler, this);
         connect(row, &PendingRow::answered, this, &MenuPanel::answered);
         rows.push_back(row);
@@ -246,43 +255,20 @@ void MenuPanel::showPending(const MenuState& state) {
         gone->deleteLater(); // Its own click may have led here.
     }
     m_rows = std::move(rows);
-    QWidget* before = m_modes->findChildren<QPushButton*>().constLast();
     for (std::size_t i = 0; i < m_rows.size(); ++i) {
-        before = parts::tabAfter(before, m_rows[i]);
         const int place = static_cast<int>(i);
-        if (m_pending->indexOf(m_rows[i]) != place) {
+        const auto* const here = m_pending->itemAt(place);
+        if (!here || here->widget() != m_rows[i]) {
             m_pending->removeWidget(m_rows[i]);
             m_pending->insertWidget(place, m_rows[i]);
+            parts::tabAfter(i == 0 ? static_cast<QWidget*>(m_modes) : m_rows[i - 1], m_rows[i]);
         }
         m_rows[i]->setIsReturnTarget(m_rows[i] == returnTarget());
     }
     m_pendingDivider->setVisible(!m_rows.empty());
-}
-
-void MenuPanel::showSessions(const MenuState& state) {
-    delete m_sessions->layout();
-    qDeleteAll(m_sessions->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly));
-    auto* column = parts::column(m_sessions, metrics::modeParts);
-    const bool hasSome = !state.sessions.empty();
-    m_sessions->setVisible(hasSome);
-    m_sessionsDivider->setVisible(hasSome);
-    if (!hasSome)
-        return;
-    column->addWidget(
-        parts::label(MenuState::tr("工作階段"), Style::caption, "secondary", m_sessions));
-    for (const auto& session : state.sessions) {
-        auto* row = new QHBoxLayout;
-        row->setSpacing(metrics::buttonsApart);
-        auto* name = new ElidingLabel(Qt::ElideRight, m_sessions);
-        name->setFont(theme::font(Style::body));
-        name->setText(visibleName(session.name));
-        name->setMinimumHeight(lineHeight(Style::body));
-        name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-        row->addWidget(name, 1);
-        row->addWidget(
-            parts::label(visibleName(session.client), Style::caption, "secondary", m_sessions));
-        column->addLayout(row);
-    }
+    m_more = m_rows.size() < m_state->pending.size()
+                 ? m_scheduler.after(0ms, [this] { showPending(); })
+                 : nullptr;
 }
 
 void MenuPanel::showCommands(const MenuState& state) {

@@ -16,6 +16,7 @@
 #include "ui/ParagraphLabel.h"
 #include "ui/PendingRow.h"
 #include "ui/SegmentedControl.h"
+#include "ui/SessionList.h"
 #include "ui/Switch.h"
 #include "ui/TextBlock.h"
 
@@ -23,7 +24,8 @@
 ///
 /// Return allows the oldest permission, once that is armed, and only while the panel itself or a
 /// button has the focus; its own repetition never does. A row keeps what was typed into it, and its
-/// focus, as long as its item waits.
+/// focus, as long as its item waits. Many that come at once appear a few at a time, the oldest
+/// first.
 class MenuPanel final : public QWidget {
     Q_OBJECT
 
@@ -67,8 +69,7 @@ class MenuPanel final : public QWidget {
     void addMode();
     void addCommands();
     void showNotices(const MenuState& state);
-    void showPending(const MenuState& state);
-    void showSessions(const MenuState& state);
+    void showPending();
     void showCommands(const MenuState& state);
     [[nodiscard]] PendingRow* returnTarget() const;
 
@@ -85,8 +86,9 @@ class MenuPanel final : public QWidget {
     QFrame* m_pendingDivider = nullptr;
     QVBoxLayout* m_pending = nullptr;
     std::vector<PendingRow*> m_rows; // As they stand.
+    std::unique_ptr<Scheduler::Timer> m_more;
     QFrame* m_sessionsDivider = nullptr;
-    QWidget* m_sessions = nullptr;
+    SessionList* m_sessions = nullptr;
     QPushButton* m_pair = nullptr;
     QPushButton* m_update = nullptr;
     Switch* m_launchAtLogin = nullptr;

@@ -28,6 +28,10 @@ QLabel* label(const QString& text, theme::Style style, const char* look, QWidget
 
 namespace {
 
+bool takesTab(const QWidget& widget) {
+    return (widget.focusPolicy() & Qt::TabFocus) != 0 && !widget.focusProxy();
+}
+
 // Far more than any message of ours, and less than a screen.
 constexpr int mostLines = 20;
 
@@ -69,14 +73,15 @@ void setToolTip(QWidget* widget, const QString& text) {
     widget->setAccessibleDescription(text);
 }
 
-QWidget* tabAfter(QWidget* before, const QWidget* block) {
-    for (QWidget* widget : block->findChildren<QWidget*>()) {
-        if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->focusProxy())
-            continue;
-        QWidget::setTabOrder(before, widget);
-        before = widget;
-    }
-    return before;
+void tabAfter(QWidget* before, const QWidget* block) {
+    for (QWidget* widget : before->findChildren<QWidget*>())
+        if (takesTab(*widget))
+            before = widget;
+    for (QWidget* widget : block->findChildren<QWidget*>())
+        if (takesTab(*widget)) {
+            QWidget::setTabOrder(before, widget);
+            before = widget;
+        }
 }
 
 } // namespace parts

@@ -31,9 +31,8 @@ QVBoxLayout* column(QWidget* widget, int spacing);
 /// and breaks within words that are long.
 void setToolTip(QWidget* widget, const QString& text);
 
-/// Puts what in the block takes the focus behind `before` in the order of the keyboard. What is
-/// made later than its neighbours would come last.
-/// @return the last of them, or `before`
-QWidget* tabAfter(QWidget* before, const QWidget* block);
+/// Puts what in the block takes the focus behind `before`, and all that is in that, in the order of
+/// the keyboard. What is made later than its neighbours would come last.
+void tabAfter(QWidget* before, const QWidget* block);
 
 } // namespace parts

@@ -17,6 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 std::shared_ptr<const PendingItem> item(const char* id, PendingItem::Kind kind,
@@ -116,6 +117,29 @@ TEST_F(MenuPanelTest, ApprovesOnlyAfterAMomentAndDeniesAtOnce) {
     m_panel.disarm();
     click(in<QPushButton>(0, "allow"));
     EXPECT_EQ(m_answers.size(), 1U) << "the panel has opened anew";
+}
+
+TEST_F(MenuPanelTest, ManyAtOnceAppearAFewAtATimeInTheirOrder) {
+    const std::vector<std::string> ids{"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+    std::vector<std::shared_ptr<const PendingItem>> items;
+    for (const std::string& id : ids)
+        items.push_back(item(id.c_str(), permission));
+    show(items);
+    EXPECT_LT(m_panel.findChildren<PendingRow*>().size(), 10);
+    // One is settled elsewhere before the rest have appeared.
+    m_facts.pending.erase(m_facts.pending.begin());
+    draw();
+    m_scheduler.pass(1s);
+    runDueEvents();
+    m_endsWhenAnswered = false;
+    std::vector<std::string> inTabOrder;
+    for (QWidget* at = in<QPushButton>(0, "deny"); inTabOrder.size() < 9;
+         at = at->nextInFocusChain())
+        if (at->objectName() == QStringLiteral("deny") && at->isVisible()) {
+            click(at);
+            inTabOrder.push_back(m_answers.back().substr(0, 1));
+        }
+    EXPECT_THAT(inTabOrder, ElementsAreArray(std::vector(ids.begin() + 1, ids.end())));
 }
 
 TEST_F(MenuPanelTest, ReturnAllowsTheOldestPermissionAndNothingElse) {
