@@ -25,7 +25,6 @@ TamsellMacApp::TamsellMacApp(ProcessDaemon& process, const DescriptorLimit& desc
                .descriptorLimit = descriptorLimit,
                .openPairing = [this] { openPairing(); }}),
       m_delegate(m_updater, m_guide),
-      m_daemon(process.daemon()),
       m_menu(menuEnvironment(descriptorLimit)),
       m_menuBarExtra({.view = m_menu,
                       .scheduler = process.scheduler(),
@@ -34,7 +33,7 @@ TamsellMacApp::TamsellMacApp(ProcessDaemon& process, const DescriptorLimit& desc
     // The guide has ended: without a tray, this is where the rest is.
     QObject::connect(&m_guide, &SetupGuide::closed, &m_menuBarExtra,
                      &MenuBarExtra::openPanelWithoutTray);
-    m_daemon.start();
+    process.daemon().start();
 }
 
 TamsellMacApp::~TamsellMacApp() = default;
@@ -88,14 +87,14 @@ MenuView::Environment TamsellMacApp::menuEnvironment(const DescriptorLimit& desc
 void TamsellMacApp::openPairing() {
     if (!m_pairing)
         m_pairing = std::make_unique<PairView>(PairView::Environment{
-            .daemon = m_daemon,
+            .daemon = m_process.daemon(),
             .scheduler = m_process.scheduler(),
             .defaultRelayURL = QString::fromStdString(defaultRelayURL(processEnvironment))});
     m_pairing->open();
 }
 
 void TamsellMacApp::openPage() {
-    if (const auto link = m_daemon.pageLink())
+    if (const auto link = m_process.daemon().pageLink())
         QDesktopServices::openUrl(QUrl(QString::fromStdString(*link)));
     else
         m_menuBarExtra.openPanel(); // It says why nobody listens.

@@ -47,7 +47,6 @@ class TamsellMacApp {
     Updater m_updater;
     SetupGuide m_guide;
     AppDelegate m_delegate;
-    Daemon& m_daemon;
     MenuView m_menu;
     MenuBarExtra m_menuBarExtra;
     std::unique_ptr<PairView> m_pairing; ///< made when it is first opened

@@ -1,7 +1,7 @@
 #include "ui/MenuBarExtra.h"
 
+#include <QApplication>
 #include <QCursor>
-#include <QGuiApplication>
 
 #include "platform/DisplayServer.h"
 
@@ -53,23 +53,26 @@ void MenuBarExtra::trayHostChanged() {
 
 void MenuBarExtra::connectTray() {
     const Tray* const tray = m_tray.get();
-    MenuPanel& panel = m_environment.view.panel();
+    MenuView* const view = &m_environment.view;
     // Others change the hooks and the login item, too, and checks for updates have no signal.
     connect(tray, &Tray::menuOpening, this,
             [this] { m_tray->show(m_environment.view.freshTrayState()); });
     connect(tray, &Tray::activated, this, &MenuBarExtra::toggle);
     connect(tray, &Tray::panelClicked, this, &MenuBarExtra::openPanel);
     connect(tray, &Tray::pageClicked, this, m_environment.openPage);
-    connect(tray, &Tray::modeChosen, &panel, &MenuPanel::modeChosen);
-    connect(tray, &Tray::pairClicked, &panel, &MenuPanel::pairClicked);
-    connect(tray, &Tray::updateClicked, &panel, &MenuPanel::updateClicked);
-    connect(tray, &Tray::guideClicked, &panel, &MenuPanel::guideClicked);
-    connect(tray, &Tray::quitClicked, &panel, &MenuPanel::quitClicked);
-    // What the panel does with these may fail; it does it first.
-    connect(tray, &Tray::launchAtLoginChosen, &panel, &MenuPanel::launchAtLoginChosen);
-    connect(tray, &Tray::launchAtLoginChosen, this, &MenuBarExtra::reveal);
-    connect(tray, &Tray::removeHooksClicked, &panel, &MenuPanel::removeHooksClicked);
-    connect(tray, &Tray::removeHooksClicked, this, &MenuBarExtra::reveal);
+    connect(tray, &Tray::modeChosen, view, &MenuView::setMode);
+    connect(tray, &Tray::pairClicked, view, &MenuView::openPairing);
+    connect(tray, &Tray::updateClicked, view, &MenuView::checkForUpdates);
+    connect(tray, &Tray::guideClicked, view, &MenuView::showSetupGuide);
+    connect(tray, &Tray::quitClicked, view, &MenuView::quit);
+    connect(tray, &Tray::launchAtLoginChosen, this, [this, view](bool on) {
+        view->setLaunchAtLogin(on);
+        reveal();
+    });
+    connect(tray, &Tray::removeHooksClicked, this, [this, view] {
+        view->removeHooks();
+        reveal();
+    });
 }
 
 // What went wrong stands in the panel.
@@ -79,11 +82,19 @@ void MenuBarExtra::reveal() {
 }
 
 void MenuBarExtra::toggle() {
+    const auto now = std::chrono::steady_clock::now();
+    const std::chrono::milliseconds doubleClick(QApplication::doubleClickInterval());
     const bool isOpen = m_window && m_window->isVisible() && m_kind == PanelWindow::Kind::popup;
-    if (isOpen)
-        m_window->hide();
-    else if (std::chrono::steady_clock::now() - m_closedAt > sameClick)
+    // The second half of a double click wants what the first has opened, though it may have taken
+    // the focus from it and so closed it.
+    if (now - m_toggledOpenAt < doubleClick) {
         openPanel();
+    } else if (isOpen) {
+        m_window->hide();
+    } else if (now - m_closedAt > sameClick) {
+        openPanel();
+        m_toggledOpenAt = std::chrono::steady_clock::now(); // Making it takes a moment.
+    }
 }
 
 void MenuBarExtra::openPanel() {

@@ -48,5 +48,6 @@ class MenuBarExtra final : public QObject {
     PanelWindow::Kind m_kind = PanelWindow::Kind::window;
     PanelWindow::Compositing m_compositing = PanelWindow::Compositing::missing;
     std::chrono::steady_clock::time_point m_closedAt;
+    std::chrono::steady_clock::time_point m_toggledOpenAt;
     std::unique_ptr<Scheduler::Timer> m_waiting;
 };

@@ -16,49 +16,65 @@ constexpr auto drawingPause = 30ms;
 
 MenuView::MenuView(Environment environment)
     : m_environment(std::move(environment)),
-      m_panel(m_environment.scheduler),
       m_hooks(m_environment.hooks.status()),
       m_launchAtLogin(m_environment.launchesAtLogin()) {
     connect(&m_environment.daemon, &Daemon::changed, this, &MenuView::drawSoon);
     if (m_environment.updater)
         connect(m_environment.updater, &Updater::availableChanged, this, &MenuView::drawSoon);
-    connectPanel();
-    draw();
 }
 
 MenuView::~MenuView() = default;
 
+MenuPanel& MenuView::panel() {
+    if (!m_panel) {
+        m_panel = std::make_unique<MenuPanel>(m_environment.scheduler);
+        connectPanel();
+        draw();
+    }
+    return *m_panel;
+}
+
 void MenuView::connectPanel() {
     Daemon& daemon = m_environment.daemon;
-    connect(&m_panel, &MenuPanel::answered, this,
+    const MenuPanel* const panel = m_panel.get();
+    connect(panel, &MenuPanel::answered, this,
             [&daemon](const QString& id, const JSONObject& answer) {
                 try {
                     daemon.answer(id.toStdString(), answer);
                 } catch (const DaemonError&) { // NOLINT(bugprone-empty-catch): the row goes anyway
                 }
             });
-    connect(&m_panel, &MenuPanel::modeChosen, this,
-            [&daemon](AwayMode mode) { daemon.setMode(mode); });
-    connect(&m_panel, &MenuPanel::retryClicked, this, [&daemon] { daemon.retryServer(); });
-    connect(&m_panel, &MenuPanel::takeOverClicked, this, &MenuView::takeOver);
-    connect(&m_panel, &MenuPanel::recheckClicked, this, &MenuView::refresh);
-    connect(&m_panel, &MenuPanel::installClicked, this, [this] {
-        attempt([this] { m_environment.hooks.install(); });
-        refresh();
-    });
-    connect(&m_panel, &MenuPanel::removeHooksClicked, this, [this] {
-        attempt([this] { m_environment.hooks.removeEntries(); });
-        refresh();
-    });
-    connect(&m_panel, &MenuPanel::launchAtLoginChosen, this, [this](bool on) {
-        attempt([this, on] { m_environment.setLaunchAtLogin(on); });
-        m_launchAtLogin = m_environment.launchesAtLogin();
-        draw();
-    });
-    connect(&m_panel, &MenuPanel::pairClicked, this, m_environment.openPairing);
-    connect(&m_panel, &MenuPanel::guideClicked, this, m_environment.showSetupGuide);
-    connect(&m_panel, &MenuPanel::updateClicked, this, &MenuView::checkForUpdates);
-    connect(&m_panel, &MenuPanel::quitClicked, this, m_environment.quit);
+    connect(panel, &MenuPanel::retryClicked, this, [&daemon] { daemon.retryServer(); });
+    connect(panel, &MenuPanel::takeOverClicked, this, &MenuView::takeOver);
+    connect(panel, &MenuPanel::recheckClicked, this, &MenuView::refresh);
+    connect(panel, &MenuPanel::installClicked, this, &MenuView::installHooks);
+    connect(panel, &MenuPanel::modeChosen, this, &MenuView::setMode);
+    connect(panel, &MenuPanel::pairClicked, this, &MenuView::openPairing);
+    connect(panel, &MenuPanel::updateClicked, this, &MenuView::checkForUpdates);
+    connect(panel, &MenuPanel::launchAtLoginChosen, this, &MenuView::setLaunchAtLogin);
+    connect(panel, &MenuPanel::guideClicked, this, &MenuView::showSetupGuide);
+    connect(panel, &MenuPanel::removeHooksClicked, this, &MenuView::removeHooks);
+    connect(panel, &MenuPanel::quitClicked, this, &MenuView::quit);
+}
+
+void MenuView::setMode(AwayMode mode) {
+    m_environment.daemon.setMode(mode);
+}
+
+void MenuView::installHooks() {
+    attempt([this] { m_environment.hooks.install(); });
+    refresh();
+}
+
+void MenuView::removeHooks() {
+    attempt([this] { m_environment.hooks.removeEntries(); });
+    refresh();
+}
+
+void MenuView::setLaunchAtLogin(bool on) {
+    attempt([this, on] { m_environment.setLaunchAtLogin(on); });
+    m_launchAtLogin = m_environment.launchesAtLogin();
+    draw();
 }
 
 void MenuView::attempt(const std::function<void()>& action) {
@@ -89,7 +105,7 @@ void MenuView::checkForUpdates() {
 }
 
 void MenuView::appears() {
-    m_panel.disarm();
+    panel().disarm();
     refresh();
 }
 
@@ -165,7 +181,7 @@ void MenuView::drawSoon() {
         return;
     m_drawing = m_environment.scheduler.after(drawingPause, [this] {
         m_drawing.reset();
-        if (m_panel.isVisible())
+        if (m_panel && m_panel->isVisible())
             draw();
         else
             Q_EMIT trayChanged(trayState());
@@ -173,6 +189,7 @@ void MenuView::drawSoon() {
 }
 
 void MenuView::draw() {
-    m_panel.show(MenuState::of(facts()));
+    if (m_panel)
+        m_panel->show(MenuState::of(facts()));
     Q_EMIT trayChanged(trayState());
 }

@@ -21,7 +21,8 @@
 /// files, and does what is clicked.
 ///
 /// It looks at the agents' files and asks Codex when it appears and after what changes them. While
-/// it is not to be seen it draws nothing, and computes only what the tray shows.
+/// it is not to be seen it draws nothing, and computes only what the tray shows. What it does, the
+/// tray's menu has it do as well.
 class MenuView final : public QObject {
     Q_OBJECT
 
@@ -47,7 +48,8 @@ class MenuView final : public QObject {
     explicit MenuView(Environment environment);
     ~MenuView() override;
 
-    [[nodiscard]] MenuPanel& panel() { return m_panel; }
+    /// Made when it is first asked for.
+    [[nodiscard]] MenuPanel& panel();
     /// The panel is being opened, anew as well.
     void appears();
     /// Looks at what others may have changed.
@@ -58,6 +60,14 @@ class MenuView final : public QObject {
     [[nodiscard]] TrayState trayState() const;
     /// Why the last action failed.
     [[nodiscard]] const std::optional<QString>& error() const { return m_error; }
+
+    void setMode(AwayMode mode);
+    void setLaunchAtLogin(bool on);
+    void removeHooks();
+    void openPairing() { m_environment.openPairing(); }
+    void showSetupGuide() { m_environment.showSetupGuide(); }
+    void checkForUpdates();
+    void quit() { m_environment.quit(); }
 
   Q_SIGNALS:
     /// It may be the same as before.
@@ -72,13 +82,13 @@ class MenuView final : public QObject {
     void draw();
     void drawSoon();
     void connectPanel();
+    void installHooks();
     /// Runs an action that may fail; its failure stands in the panel until one goes well.
     void attempt(const std::function<void()>& action);
     void takeOver();
-    void checkForUpdates();
 
     const Environment m_environment;
-    MenuPanel m_panel;
+    std::unique_ptr<MenuPanel> m_panel;
     Hooks::Status m_hooks;
     std::optional<Hooks::CodexTrust> m_codexTrust;
     std::optional<QString> m_error;

@@ -188,9 +188,18 @@ bool Desktop::willLoseIcon() const {
 }
 
 void Desktop::click(const Rectangle& middleOf, int button) const {
+    moveTo(middleOf);
+    (void)outputOf({"xdotool", "click", std::to_string(button)});
+}
+
+void Desktop::doubleClick(const Rectangle& middleOf) const {
+    moveTo(middleOf);
+    (void)outputOf({"xdotool", "click", "--repeat", "2", "--delay", "30", "1"});
+}
+
+void Desktop::moveTo(const Rectangle& middleOf) const {
     (void)outputOf({"xdotool", "mousemove", std::to_string(middleOf.left + middleOf.width / 2),
-                    std::to_string(middleOf.top + middleOf.height / 2), "click",
-                    std::to_string(button)});
+                    std::to_string(middleOf.top + middleOf.height / 2)});
 }
 
 void Desktop::press(std::string_view key) const {

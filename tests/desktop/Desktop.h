@@ -63,10 +63,12 @@ class Desktop {
 
     /// @param button as X counts them: 1 is the left one, 3 the right one
     void click(const Rectangle& middleOf, int button = 1) const;
+    void doubleClick(const Rectangle& middleOf) const;
     /// @param key as X names it: "Return", "Escape"
     void press(std::string_view key) const;
 
   private:
+    void moveTo(const Rectangle& middleOf) const;
     /// The standard output of a program that ends by itself.
     std::string outputOf(const std::vector<std::string>& command) const;
     [[nodiscard]] bool hasIcon() const;

@@ -75,9 +75,11 @@ TEST_F(OnADesktop, IsClickedAnsweredAndQuit) {
     const auto calm = desktop.picture(Desktop::icon);
     EXPECT_FALSE(desktop.shows(panel));
 
-    desktop.click(Desktop::icon);
+    // A double click opens it, too. One click later closes it.
+    desktop.doubleClick(Desktop::icon);
     ASSERT_TRUE(desktop.willShow(panel));
     EXPECT_TRUE(isBelowTheIcon());
+    EXPECT_FALSE(until([&] { return !desktop.shows(panel); }, 1s));
     desktop.click(Desktop::icon);
     EXPECT_TRUE(desktop.willHide(panel));
     desktop.parkPointer();
