@@ -5,20 +5,15 @@
 #include <QStyleFactory>
 
 #include "app/DesktopProgram.h"
+#include "app/Launch.h"
 #include "app/Options.h"
 #include "app/TamsellMacApp.h"
 #include "platform/CoreDumps.h"
-#include "platform/LaunchSocket.h"
 #include "platform/TerminationSignals.h"
 #include "ui/LaunchNotice.h"
 #include "ui/TrayIcon.h"
 
 namespace {
-
-using namespace std::chrono_literals;
-
-// The first launch answers from its event loop, which nothing holds up for longer.
-constexpr auto launchPatience = 3s;
 
 // Qt ends the process when none of its platforms comes up. With this one behind the others it comes
 // up without a screen, and the daemon can go on.
@@ -51,34 +46,6 @@ int showNotice(const LaunchAnswer& first) {
     return QCoreApplication::exec();
 }
 
-struct Launch {
-    std::unique_ptr<FirstLaunch> first; ///< this one
-    std::optional<LaunchAnswer> answer; ///< of the one that is
-};
-
-// Neither where there is no socket to be had: nothing but later launches depends on it.
-Launch beginLaunch() {
-    const Locations locations = Locations::from(processEnvironment, homeDirectory());
-    const auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
-    const auto claim = [&] { return FirstLaunch::claim(socket, FirstLaunch::Interface::present); };
-    try {
-        std::filesystem::create_directories(socket.parent_path());
-        if (auto claimed = claim())
-            return {.first = std::move(claimed), .answer = {}};
-        const std::string token = qgetenv("XDG_ACTIVATION_TOKEN").toStdString();
-        const LaunchAnswer answer = askFirstLaunch(socket, token, launchPatience);
-        // One that says nothing may have just ended.
-        if (answer.kind == LaunchAnswer::Kind::silent)
-            if (auto claimed = claim())
-                return {.first = std::move(claimed), .answer = {}};
-        return {.first = nullptr, .answer = answer};
-    } catch (const std::system_error& failure) {
-        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
-                                       std::string(failure.what()));
-        return {};
-    }
-}
-
 int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
     // Somebody else's choice comes first.
     const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");
@@ -104,7 +71,8 @@ int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
     QObject::connect(&termination, &TerminationSignals::received, &application,
                      [] { QCoreApplication::quit(); });
 
-    const Launch launch = beginLaunch();
+    const Launch launch =
+        Launch::withInterface(Locations::from(processEnvironment, homeDirectory()));
     if (launch.answer)
         return launch.answer->kind == LaunchAnswer::Kind::shown ? 0 : showNotice(*launch.answer);
     ProcessDaemon process;

@@ -4,11 +4,11 @@
 #include <QCoreApplication>
 
 #include "app/DesktopProgram.h"
+#include "app/Launch.h"
 #include "app/Options.h"
 #include "app/ProcessDaemon.h"
 #include "platform/CoreDumps.h"
 #include "platform/DescriptorLimit.h"
-#include "platform/LaunchSocket.h"
 #include "platform/TerminationSignals.h"
 
 namespace {
@@ -17,22 +17,6 @@ using namespace std::chrono_literals;
 
 // A display that is not up by then will not be.
 constexpr auto displayPatience = 10s;
-
-// So that a launch with an interface learns of this process. Nothing else depends on it.
-std::unique_ptr<FirstLaunch> answerLaterLaunches(const Locations& locations) {
-    try {
-        auto first =
-            FirstLaunch::claim(launchSocketPath(processEnvironment, locations.dataDirectory),
-                               FirstLaunch::Interface::absent);
-        if (!first)
-            logging::writeToStandardOutput("tamsell: another Tamsell uses the same settings");
-        return first;
-    } catch (const std::system_error& failure) {
-        logging::writeToStandardOutput("tamsell: another launch will not find this one: " +
-                                       std::string(failure.what()));
-        return nullptr;
-    }
-}
 
 int runDaemon(int argc, char* argv[]) {
     // GLib's event loop brings nothing here and costs memory. Programs started from here are not
@@ -48,7 +32,7 @@ int runDaemon(int argc, char* argv[]) {
                      [] { QCoreApplication::quit(); });
 
     ProcessDaemon process;
-    const auto launch = answerLaterLaunches(process.locations());
+    const Launch launch = Launch::headless(process.locations());
     process.daemon().start();
     return QCoreApplication::exec();
 }

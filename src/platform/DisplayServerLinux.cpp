@@ -1,7 +1,6 @@
 #include "platform/DisplayServer.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include <xcb/xcb.h>
 
 #include "core/Descriptor.h"
+#include "platform/Allocated.h"
 #include "platform/IdleSocket.h"
 #include "platform/X11Socket.h"
 
@@ -19,10 +19,6 @@ using idle::Deadline;
 
 // A display that is alive answers at once, but while a desktop starts everything is slow.
 constexpr std::chrono::seconds patience{1};
-
-struct Free {
-    void operator()(void* allocated) const { std::free(allocated); }
-};
 
 struct Disconnect {
     void operator()(wl_display* display) const { wl_display_disconnect(display); }

@@ -6,14 +6,11 @@
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
+#include "platform/Allocated.h"
 #include "platform/IdleSocket.h"
 #include "platform/X11Socket.h"
 
 namespace {
-
-struct Free {
-    void operator()(void* allocated) const { std::free(allocated); }
-};
 
 class X11IdleSource final : public IdleSource {
   public:

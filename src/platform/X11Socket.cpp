@@ -1,7 +1,6 @@
 #include "platform/X11Socket.h"
 
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -9,13 +8,10 @@
 #include <xcb/xcb.h>
 
 #include "core/Descriptor.h"
+#include "platform/Allocated.h"
 #include "platform/IdleSocket.h"
 
 namespace {
-
-struct Free {
-    void operator()(void* allocated) const { std::free(allocated); }
-};
 
 // The number of a display on this computer; nothing for others.
 std::optional<int> localDisplay(const std::string& display) {

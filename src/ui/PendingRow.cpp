@@ -15,6 +15,9 @@ using namespace theme;
 namespace {
 
 constexpr auto armingTime = 600ms;
+// Qt's own limit is a third of that, and cuts a pasted text short without a word. Every key in a
+// field this full takes a tenth of a second.
+constexpr int longestReply = 100'000;
 
 // Of what a person would see: spaces and tabs alone are nothing.
 bool isBlank(const QString& reply) {
@@ -96,6 +99,7 @@ void PendingRow::addReply() {
     row->setSpacing(metrics::buttonsApart);
     m_reply = new QLineEdit(this);
     m_reply->setObjectName(QStringLiteral("reply"));
+    m_reply->setMaxLength(longestReply);
     m_reply->setFont(theme::font(Style::body));
     m_reply->setPlaceholderText(tr("下一個指令"));
     m_reply->setAccessibleName(tr("下一個指令"));
