@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "hooks/Takeover.h"
+#include "ui/Failure.h"
 
 using namespace std::chrono_literals;
 
@@ -62,28 +63,19 @@ void MenuView::setMode(AwayMode mode) {
 }
 
 void MenuView::installHooks() {
-    attempt([this] { m_environment.hooks.install(); });
+    m_error = failureOf([this] { m_environment.hooks.install(); });
     refresh();
 }
 
 void MenuView::removeHooks() {
-    attempt([this] { m_environment.hooks.removeEntries(); });
+    m_error = failureOf([this] { m_environment.hooks.removeEntries(); });
     refresh();
 }
 
 void MenuView::setLaunchAtLogin(bool on) {
-    attempt([this, on] { m_environment.setLaunchAtLogin(on); });
+    m_error = failureOf([this, on] { m_environment.setLaunchAtLogin(on); });
     m_launchAtLogin = m_environment.launchesAtLogin();
     draw();
-}
-
-void MenuView::attempt(const std::function<void()>& action) {
-    try {
-        action();
-        m_error.reset();
-    } catch (const std::exception& failure) {
-        m_error = QString::fromUtf8(failure.what());
-    }
 }
 
 void MenuView::takeOver() {

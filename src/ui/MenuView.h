@@ -83,15 +83,13 @@ class MenuView final : public QObject {
     void drawSoon();
     void connectPanel();
     void installHooks();
-    /// Runs an action that may fail; its failure stands in the panel until one goes well.
-    void attempt(const std::function<void()>& action);
     void takeOver();
 
     const Environment m_environment;
     std::unique_ptr<MenuPanel> m_panel;
     Hooks::Status m_hooks;
     std::optional<Hooks::CodexTrust> m_codexTrust;
-    std::optional<QString> m_error;
+    std::optional<QString> m_error; // Stands in the panel until an action goes well.
     bool m_launchAtLogin = false;
     std::unique_ptr<CodexTrustCheck> m_trustCheck;
     std::unique_ptr<Scheduler::Timer> m_drawing;
