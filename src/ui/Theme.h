@@ -142,18 +142,12 @@ enum class Style { title, title2, headline, body, control, caption, monoCaption,
 /// From one line to the next.
 [[nodiscard]] int lineHeight(Style style);
 
-/// How the plain widgets look. A button's look is its dynamic property "look": "prominent",
-/// "tinted", "destructive", "confirm", "plain" or "link", and "standard" without one; "small" is a
-/// property of its own. A frame's is "divider" or "problem"; a label's and a text's "secondary",
-/// "error", "warning", "good"; a text's "notes", too.
-[[nodiscard]] QString styleSheet(const Colors& colors);
-
 /// Gives a window, and what is in it, the theme that goes with the desktop now.
 void apply(QWidget& window);
 /// The same, and again whenever the desktop's colours change.
 void follow(QWidget& window);
 
-/// Makes it look as `styleSheet` says of that look.
+/// Makes it look as the style sheet says of that look.
 void setLook(QWidget& widget, const QString& look);
 
 } // namespace theme
