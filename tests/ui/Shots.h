@@ -9,8 +9,9 @@
 #include <QPalette>
 #include <QPixmap>
 
-/// The main of a program that takes pictures of one window, in both themes and at twice the size,
-/// into the directory that it is given: WINDOW-NAME-light.png and WINDOW-NAME-dark.png.
+/// The main of a program that takes pictures of one window, in both themes and at twice the size or
+/// QT_SCALE_FACTOR, into the directory that it is given: WINDOW-NAME-light.png and
+/// WINDOW-NAME-dark.png.
 ///
 /// @param shots makes, once there is an application, what has a name and what is to be seen
 /// @param draw gives the picture of one of them
@@ -28,7 +29,8 @@ int takeShots(int argc, char** argv, const char* window, Shots shots, Draw draw)
         << R"({"screens": [{"name": "screen", "x": 0, "y": 0, "width": 1600,)"
            R"( "height": 2400, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})";
     qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + QByteArray(screen.c_str()));
-    qputenv("QT_SCALE_FACTOR", "2");
+    if (qEnvironmentVariableIsEmpty("QT_SCALE_FACTOR"))
+        qputenv("QT_SCALE_FACTOR", "2");
     const QApplication application(argc, argv);
     for (const char* theme : {"light", "dark"}) {
         const bool isDark = std::string(theme) == "dark";
