@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QScreen>
+#include <QScrollArea>
 
 #include "ui/FocusRing.h"
 #include "ui/Parts.h"
@@ -20,18 +21,18 @@ ColumnWindow::ColumnWindow(const char* name, const QString& title, QWidget* cont
                            QWidget* parent)
     : QWidget(parent, Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                           Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint),
-      m_content(content),
-      m_scroller(new QScrollArea(this)) {
+      m_content(content) {
     setObjectName(QLatin1String(name));
     setWindowTitle(title);
     setProperty("look", QStringLiteral("window"));
     setAttribute(Qt::WA_StyledBackground);
-    parts::column(this, 0)->addWidget(m_scroller);
-    m_scroller->setWidget(content);
-    m_scroller->setFrameShape(QFrame::NoFrame);
-    m_scroller->setFocusPolicy(Qt::NoFocus);
-    m_scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_scroller->viewport()->setAutoFillBackground(false);
+    auto* scroller = new QScrollArea(this);
+    parts::column(this, 0)->addWidget(scroller);
+    scroller->setWidget(content);
+    scroller->setFrameShape(QFrame::NoFrame);
+    scroller->setFocusPolicy(Qt::NoFocus);
+    scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroller->viewport()->setAutoFillBackground(false);
     content->setAutoFillBackground(false);
     content->installEventFilter(this);
     new FocusRing(this);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QScrollArea>
 #include <QWidget>
 
 /// A window, in a frame of the desktop's, around a column of parts that has a fixed width. It is as
@@ -25,5 +24,4 @@ class ColumnWindow : public QWidget {
 
   private:
     QWidget* m_content;
-    QScrollArea* m_scroller;
 };
