@@ -1,7 +1,7 @@
 #include "ui/Marks.h"
 
 #include <QPainter>
-#include <QPainterPath>
+#include <QPolygonF>
 #include <QStyle>
 
 #include "ui/Theme.h"
@@ -11,7 +11,6 @@ using namespace theme;
 namespace {
 
 constexpr float faint = 0.4F;
-constexpr qreal drawnBadge = 22;
 constexpr int turn = 360;          // Degrees.
 constexpr int step = 12;           // Degrees.
 constexpr int turnDuration = 1000; // Milliseconds.
@@ -30,6 +29,19 @@ QColor colorOf(StatusMark::Color color, const Colors& colors) {
     QColor result = colors.text2;
     result.setAlphaF(faint);
     return result;
+}
+
+// The lines of checkmark.svg, bolder.
+void drawCheckmark(QPainter& painter, const QPointF& center) {
+    constexpr Length side(14);
+    constexpr qreal grid = 20;
+    constexpr qreal strokeWidth = 2.4;
+    painter.translate(center);
+    painter.scale(side / grid, side / grid);
+    painter.translate(-grid / 2, -grid / 2);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(Qt::white, strokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPolyline(QPolygonF({{4.5, 10.5}, {8.25, 14.25}, {15.5, 6}}));
 }
 
 } // namespace
@@ -69,23 +81,14 @@ void StepBadge::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.scale(textScale(), textScale());
-    const QRectF disc(0, 0, drawnBadge, drawnBadge);
     painter.setBrush(m_look == Look::done      ? colors.greenFill
                      : m_look == Look::current ? colors.accent
                                                : colors.badge);
-    painter.drawEllipse(disc);
+    painter.drawEllipse(QRectF(rect()));
     if (m_look == Look::done) {
-        constexpr qreal strokeWidth = 2;
-        painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(Qt::white, strokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        QPainterPath check(QPointF(6.6, 11.4));
-        check.lineTo(9.7, 14.5);
-        check.lineTo(15.4, 8);
-        painter.drawPath(check);
+        drawCheckmark(painter, QRectF(rect()).center());
         return;
     }
-    painter.resetTransform();
     painter.setFont(emphasized(Style::caption));
     painter.setPen(m_look == Look::current ? colors.onAccent : colors.text2);
     painter.drawText(rect(), Qt::AlignCenter, QString::number(m_number));
