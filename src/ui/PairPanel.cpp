@@ -81,7 +81,7 @@ QWidget* PairPanel::madeForm() {
     explanation->setText(
         PairState::tr("手機和這台 Mac 經過中繼連線，內容全程端對端加密，中繼看不到。"));
     column->addWidget(explanation);
-    m_field = new QLineEdit(form);
+    m_field = new TextField(form);
     m_field->setObjectName(QStringLiteral("relayURL"));
     m_field->setFont(theme::font(Style::control));
     m_field->setPlaceholderText(PairState::tr("中繼網址"));

@@ -3,7 +3,6 @@
 #include <optional>
 
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -15,6 +14,7 @@
 #include "ui/PairingQR.h"
 #include "ui/ParagraphLabel.h"
 #include "ui/PhoneList.h"
+#include "ui/TextField.h"
 
 /// The content of the pairing window: draws a `PairState` and says what was clicked.
 class PairPanel final : public QWidget {
@@ -54,7 +54,7 @@ class PairPanel final : public QWidget {
     std::optional<PairState> m_state;
     QWidget* m_form = nullptr;
     ParagraphLabel* m_earlierPairing = nullptr;
-    QLineEdit* m_field = nullptr;
+    TextField* m_field = nullptr;
     QPushButton* m_create = nullptr;
     QWidget* m_pairing = nullptr;
     QWidget* m_code = nullptr;

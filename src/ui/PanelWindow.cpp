@@ -56,10 +56,11 @@ PanelWindow::PanelWindow(QWidget* content, Kind kind, Compositing compositing)
     m_scroller->setFrameShape(QFrame::NoFrame);
     m_scroller->setFocusPolicy(Qt::NoFocus);
     m_scroller->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_scroller->setStyleSheet(
-        QStringLiteral("QScrollArea, QScrollArea > QWidget > #panel "
-                       "{ background: transparent; } "
-                       "QScrollBar:vertical { width: 9px; margin: 12px 2px; }"));
+    m_scroller->setStyleSheet(QStringLiteral("QScrollArea, QScrollArea > QWidget > #panel "
+                                             "{ background: transparent; }"));
+    // Clear of the round corners.
+    m_scroller->verticalScrollBar()->setStyleSheet(
+        QStringLiteral("QScrollBar:vertical { margin: 12px 2px; }"));
     m_scroller->viewport()->setAutoFillBackground(false);
     m_scroller->setWidget(content);
     auto* layout = new QVBoxLayout(this);

@@ -1,6 +1,10 @@
 #include "ui/Parts.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include <QCoreApplication>
+#include <QPainter>
 
 namespace parts {
 
@@ -11,10 +15,28 @@ QVBoxLayout* column(QWidget* widget, int spacing) {
     return column;
 }
 
+namespace {
+
+// At a scale like 1.5, some lines would get one pixel of the screen and some two.
+class Divider final : public QFrame {
+  public:
+    explicit Divider(QWidget* parent) : QFrame(parent) { setFixedHeight(1); }
+
+  protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        QPainter painter(this);
+        const qreal ratio = devicePixelRatioF();
+        const qreal top = painter.deviceTransform().map(QPointF(0, 0)).y();
+        painter.fillRect(QRectF(0, (std::round(top) - top) / ratio, width(),
+                                std::max(std::floor(ratio), 1.0) / ratio),
+                         theme::current().divider);
+    }
+};
+
+} // namespace
+
 QFrame* divider(QWidget* parent) {
-    auto* divider = new QFrame(parent);
-    divider->setProperty("look", QStringLiteral("divider"));
-    return divider;
+    return new Divider(parent);
 }
 
 QLabel* label(const QString& text, theme::Style style, const char* look, QWidget* parent) {

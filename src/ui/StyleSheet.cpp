@@ -41,18 +41,20 @@ struct ButtonColors {
     QColor border;
 };
 
-// The ground ends where the border begins: a filled button has a border like its ground.
-QString button(const QString& look, const ButtonColors& colors) {
+// The ground ends in the middle of the border: what seems to have none has one like its ground, or
+// else the ground would end in half a pixel.
+QString button(const QString& look, const ButtonColors& colors, const QColor& window) {
     const QString selector = QStringLiteral("QPushButton[look=\"%1\"]").arg(look);
     const auto state = [&](const char* when, const QColor& ground) {
         return rule(selector + QLatin1String(when), colors.text, ground,
-                    colors.border.isValid() ? colors.border : ground);
+                    colors.border.isValid() ? colors.border : flat(ground, window));
     };
     const QColor ground = disabled(colors.ground);
+    const QColor border = colors.border.isValid() ? disabled(colors.border) : ground;
     return state("", colors.ground) + state(":hover", colors.hover) +
            state(":pressed", colors.pressed) +
            rule(selector + QStringLiteral(":disabled"), disabled(colors.text), ground,
-                colors.border.isValid() ? disabled(colors.border) : ground);
+                flat(border, window));
 }
 
 QColor barOf(QColor text) {
@@ -84,34 +86,39 @@ QString buttons(const Colors& c) {
             .arg(metrics::segmentWidth);
     return all +
            button(QStringLiteral("standard"),
-                  {c.text, c.control, c.controlHover, c.controlPressed, c.controlBorder}) +
+                  {c.text, c.control, c.controlHover, c.controlPressed, c.controlBorder},
+                  c.window) +
            button(QStringLiteral("prominent"),
-                  {c.onAccent, c.accent, c.accentHover, c.accentPressed, {}}) +
+                  {c.onAccent, c.accent, c.accentHover, c.accentPressed, {}}, c.window) +
            button(QStringLiteral("tinted"),
                   {c.accentText, c.accentTint, c.accentTintHover, c.accentTintHover,
-                   flat(c.accentTintBorder, c.window)}) +
+                   flat(c.accentTintBorder, c.window)},
+                  c.window) +
            button(QStringLiteral("destructive"),
-                  {c.red, none, c.redTint, c.redTintHover, flat(c.redBorder, c.window)}) +
+                  {c.red, none, c.redTint, c.redTintHover, flat(c.redBorder, c.window)}, c.window) +
            button(QStringLiteral("confirm"),
-                  {c.red, c.redTint, c.redTintHover, c.redTintHover, flat(c.redBorder, c.window)}) +
-           button(QStringLiteral("plain"), {c.text, none, c.fill, c.controlPressed, none}) +
-           button(QStringLiteral("link"), {c.accentText, none, none, none, none});
+                  {c.red, c.redTint, c.redTintHover, c.redTintHover, flat(c.redBorder, c.window)},
+                  c.window) +
+           button(QStringLiteral("plain"), {c.text, none, c.fill, c.controlPressed, {}}, c.window) +
+           button(QStringLiteral("link"), {c.accentText, none, none, none, none}, c.window);
 }
 
 // What stands in a box, and the bar of what scrolls.
 QString boxes(const Colors& c) {
     return QStringLiteral("TextBlock { background: transparent; border: none; }\n"
-                          "TextBlock[look=\"command\"] { background: %1; border: 1px solid "
-                          "transparent; border-radius: %2px; }\n"
-                          "TextBlock[look=\"command\"][hides=\"true\"] { border-color: %3; }\n"
-                          "TextBlock[look=\"notes\"] { background: %4; border: 1px solid %5; "
-                          "border-radius: %6px; }\n")
-               .arg(css(c.fill))
+                          "TextBlock[look=\"command\"] { background: %1; border: 1px solid %2; "
+                          "border-radius: %3px; }\n"
+                          "TextBlock[look=\"command\"][hides=\"true\"] { border-color: %4; }\n"
+                          "TextBlock[look=\"notes\"] { background: %5; border: 1px solid %6; "
+                          "border-radius: %7px; }\n")
+               .arg(css(c.fill), css(flat(c.fill, c.window)))
                .arg(metrics::commandRadius)
                .arg(css(flat(c.orangeTintBorder, c.window)), css(c.surface), css(c.divider))
                .arg(metrics::boxRadius) +
            QStringLiteral(
-               "QScrollBar:vertical { background: transparent; width: 5px; margin: 0; }\n"
+               "QScrollBar:vertical { background: transparent; width: 9px; margin: 4px 2px; }\n"
+               "TextBlock > QWidget > QScrollBar:vertical { width: 6px; "
+               "margin: 3px 1px 3px 0; }\n"
                "QScrollBar::handle:vertical { background: %1; border-radius: 2px; "
                "min-height: 24px; }\n"
                "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }\n"
@@ -134,26 +141,23 @@ QString labels(const Colors& c) {
 
 QString styleSheet(const Colors& c) {
     return buttons(c) + labels(c) + boxes(c) +
-           QStringLiteral("QFrame[look=\"divider\"] { background: %1; border: none; "
-                          "min-height: 1px; max-height: 1px; }\n"
-                          "QFrame[look=\"problem\"] { background: %2; border: none; "
-                          "border-radius: %3px; }\n"
-                          "QWidget[look=\"window\"] { background: %4; }\n")
-               .arg(css(c.divider), css(c.orangeTint))
+           QStringLiteral("QFrame[look=\"problem\"] { background: %1; border: none; "
+                          "border-radius: %2px; }\n"
+                          "QWidget[look=\"window\"] { background: %3; }\n")
+               .arg(css(c.orangeTint))
                .arg(metrics::boxRadius)
                .arg(css(c.window)) +
-           QStringLiteral("QLineEdit { background: %1; color: %2; border: 1px solid %3; "
-                          "border-radius: %4px; padding: 0 6px; min-height: %5px; "
-                          "max-height: %5px; }\n"
-                          "QLineEdit:focus { border: 2px solid %6; padding: 0 5px; "
-                          "min-height: %7px; max-height: %7px; }\n"
-                          "QLineEdit:disabled { color: %8; border-color: %9; }\n")
-               .arg(css(c.surface), css(c.text), css(c.fieldBorder))
+           // The colours of the text are a TextField's own.
+           QStringLiteral("QLineEdit { background: %1; border: 1px solid %2; "
+                          "border-radius: %3px; padding: 0 6px; min-height: %4px; "
+                          "max-height: %4px; }\n"
+                          "QLineEdit:focus { border: 2px solid %5; padding: 0 5px; "
+                          "min-height: %6px; max-height: %6px; }\n")
+               .arg(css(c.surface), css(c.fieldBorder))
                .arg(metrics::controlRadius)
                .arg(metrics::buttonHeight - 2)
                .arg(css(c.accentText))
-               .arg(metrics::buttonHeight - 4)
-               .arg(css(disabled(c.text)), css(disabled(c.fieldBorder)));
+               .arg(metrics::buttonHeight - 4);
 }
 
 } // namespace theme

@@ -141,7 +141,8 @@ QStringList families(bool monospaced) {
                 QStringLiteral("Liberation Mono"),       QStringLiteral("Ubuntu Mono"),
                 QStringLiteral("Noto Sans Mono CJK TC"), QStringLiteral("Sarasa Mono TC"),
                 QStringLiteral("Noto Sans CJK TC"),      QStringLiteral("monospace")};
-    QStringList list = QFontDatabase::systemFont(QFontDatabase::GeneralFont).families();
+    // The desktop may name a kind, like "Sans Serif", which Qt passes over in a list.
+    QStringList list{QFontInfo(QFontDatabase::systemFont(QFontDatabase::GeneralFont)).family()};
     list << QStringLiteral("Noto Sans CJK TC") << QStringLiteral("Noto Sans TC")
          << QStringLiteral("Source Han Sans TC") << QStringLiteral("Source Han Sans TW")
          << QStringLiteral("Sarasa UI TC") << QStringLiteral("WenQuanYi Zen Hei")
@@ -230,7 +231,7 @@ int lineHeight(Style style) {
     return typeOf(style).lineHeight;
 }
 
-void apply(QWidget& window) {
+QPalette palette() {
     QPalette palette = QGuiApplication::palette();
     const Colors& colors = of(palette);
     palette.setColor(QPalette::Window, colors.window);
@@ -241,8 +242,12 @@ void apply(QWidget& window) {
     palette.setColor(QPalette::PlaceholderText, colors.text3);
     palette.setColor(QPalette::Highlight, colors.accent);
     palette.setColor(QPalette::HighlightedText, colors.onAccent);
-    window.setPalette(palette);
-    window.setStyleSheet(styleSheet(colors));
+    return palette;
+}
+
+void apply(QWidget& window) {
+    window.setPalette(palette());
+    window.setStyleSheet(styleSheet(current()));
 }
 
 void follow(QWidget& window) {

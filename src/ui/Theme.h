@@ -142,6 +142,9 @@ enum class Style { title, title2, headline, body, control, caption, monoCaption,
 /// From one line to the next.
 [[nodiscard]] int lineHeight(Style style);
 
+/// The application's with the colours of `current`, for what is no style sheet's to tell.
+[[nodiscard]] QPalette palette();
+
 /// Gives a window, and what is in it, the theme that goes with the desktop now.
 void apply(QWidget& window);
 /// The same, and again whenever the desktop's colours change.
