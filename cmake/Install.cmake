@@ -2,7 +2,7 @@
 # src/platform/Bundle.h), so they are not to be chosen.
 #   cmake --install build/release --prefix DIRECTORY [--component runtime|desktop]
 # runtime needs no display; desktop adds the windows to it.
-foreach(program tamsell tamsellctl)
+foreach(program tamsell tamsellctl tamsell-relay)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION bin COMPONENT runtime)
   endif()

@@ -47,14 +47,10 @@ wait_for() {
 say() { printf '%6d ms  %-20s%s\n' $((($(date +%s%N) - began) / 1000000)) "$1:" "$2"; }
 
 if [ $answers = phone ]; then
-  # It ends with this script, whose end of the pipe is its standard input.
-  mkfifo "$scratch/relay.input" "$scratch/phone.output"
-  "$doubles/relay-double" --tls <"$scratch/relay.input" >"$scratch/relay.log" &
+  "$bin/tamsell-relay" --listen 127.0.0.1:0 --database "$scratch/relay.db" >"$scratch/relay.log" &
   relay=$!
-  exec 3>"$scratch/relay.input"
-  wait_for 10 grep -q . "$scratch/relay.log" || { echo "demo: the relay did not start" >&2; exit 1; }
-  read -r relay_url relay_authority <"$scratch/relay.log"
-  export TAMSELL_RELAY_CA=$relay_authority
+  wait_for 10 grep -q listening "$scratch/relay.log" || { echo "demo: the relay did not start" >&2; exit 1; }
+  relay_url=http://$(sed -n 's/.*listening on //p' "$scratch/relay.log")
   say "A relay runs" "$relay_url"
 fi
 
@@ -86,7 +82,8 @@ if [ $answers = phone ]; then
   say "It has a relay" "$(grep -m 1 "relay: connected" "$scratch/daemon.log" | cut -d ' ' -f 2-)"
   # Where its output is no terminal, pair prints the link alone.
   "$bin/tamsellctl" pair >"$scratch/link"
-  "$doubles/phone-double" --authorities "$relay_authority" <"$scratch/link" >"$scratch/phone.output" &
+  mkfifo "$scratch/phone.output"
+  "$doubles/phone-double" <"$scratch/link" >"$scratch/phone.output" &
   phone=$!
   exec 4<"$scratch/phone.output"
   for step in paired connected; do

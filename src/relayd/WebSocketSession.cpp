@@ -1,0 +1,194 @@
+#include "relayd/WebSocketSession.h"
+
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+
+#include "relayd/Frames.h"
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace websocket = beast::websocket;
+using boost::system::error_code;
+
+namespace {
+
+// A connection that waits holds so much for what may come; most frames are longer, and then read
+// in larger pieces.
+constexpr std::size_t firstPiece = 512;
+constexpr std::size_t nextPiece = std::size_t{64} * 1024;
+constexpr std::size_t keptBuffer = std::size_t{4} * 1024;
+
+constexpr auto handshake = std::chrono::seconds(10);
+
+bool isComputer(const Credentials& credentials) {
+    return credentials.role == Credentials::Role::computer;
+}
+
+Moment now() {
+    return std::chrono::steady_clock::now();
+}
+
+} // namespace
+
+WebSocketSession::WebSocketSession(Socket socket, Services& services, Credentials credentials,
+                                   ConnectionCount count)
+    : m_stream(std::move(socket)),
+      m_services(services),
+      m_credentials(std::move(credentials)),
+      m_count(std::move(count)),
+      m_queue(services.metrics,
+              isComputer(m_credentials) ? limits::unsentToComputer : limits::unsentToPhone),
+      m_budget(isComputer(m_credentials)
+                   ? Budget(limits::computerMessages, limits::computerMessagesPerSecond, now())
+                   : Budget(limits::phoneMessages, limits::phoneMessagesPerSecond, now())) {
+    services.sessions.insert(this);
+}
+
+WebSocketSession::~WebSocketSession() {
+    m_services.sessions.erase(this);
+}
+
+std::size_t WebSocketSession::longestFrame() const {
+    switch (m_credentials.role) {
+    case Credentials::Role::computer:
+        return limits::computerFrame;
+    case Credentials::Role::phone:
+        return limits::phoneFrame;
+    case Credentials::Role::pairing:
+        break;
+    }
+    return limits::pairingFrame;
+}
+
+void WebSocketSession::start(const Request& request) {
+    m_stream.set_option(websocket::stream_base::timeout{
+        .handshake_timeout = handshake, .idle_timeout = limits::silence, .keep_alive_pings = true});
+    m_stream.read_message_max(0); // Counted here: a frame that is too long is not the end.
+    m_stream.auto_fragment(false);
+    m_stream.text(true);
+    m_stream.async_accept(request, [self = shared_from_this()](error_code error) {
+        if (!error)
+            self->opened();
+    });
+}
+
+void WebSocketSession::opened() {
+    m_isOpen = true;
+    if (m_isClosing)
+        return sayGoodbye();
+    m_place = m_services.hub.join(m_credentials, *this);
+    if (!m_place)
+        return close(CloseCode::removed);
+    if (m_credentials.role == Credentials::Role::pairing) {
+        m_timer = std::make_unique<asio::steady_timer>(m_services.context, limits::pairing);
+        m_timer->async_wait([weak = weak_from_this()](error_code error) {
+            if (const auto self = weak.lock(); self && !error)
+                self->close(CloseCode::policyViolation);
+        });
+    }
+    read();
+}
+
+void WebSocketSession::read() {
+    const bool isFirst = m_buffer.size() == 0 && m_discarded == 0;
+    m_stream.async_read_some(m_buffer, isFirst ? firstPiece : nextPiece,
+                             [self = shared_from_this()](error_code error, std::size_t count) {
+                                 if (error)
+                                     self->end();
+                                 else
+                                     self->hasRead(count);
+                             });
+}
+
+void WebSocketSession::hasRead(std::size_t count) {
+    m_services.metrics.bytesReceived += count;
+    if (m_buffer.size() == count && m_discarded == 0)
+        m_messageSince = now();
+    if (m_discarded > 0 || m_buffer.size() > longestFrame()) {
+        m_discarded += m_buffer.size();
+        m_buffer.consume(m_buffer.size());
+    }
+    // An empty frame is the end of a message as any other, and nothing in it.
+    if (m_discarded > limits::discarded || now() - m_messageSince > limits::message)
+        return close(CloseCode::messageTooBig);
+    if (!m_stream.is_message_done())
+        return read();
+    takeMessage();
+    pauseOrRead();
+}
+
+void WebSocketSession::takeMessage() {
+    if (m_discarded > 0) {
+        ++m_services.metrics.framesTooLong;
+        send(frames::error("a frame of more than " + std::to_string(longestFrame()) + " bytes"));
+    } else if (m_stream.got_text() && !m_isClosing) {
+        m_place->take({static_cast<const char*>(m_buffer.cdata().data()), m_buffer.size()});
+    }
+    m_discarded = 0;
+    m_buffer.consume(m_buffer.size());
+    if (m_buffer.capacity() > keptBuffer)
+        m_buffer = beast::flat_buffer();
+}
+
+void WebSocketSession::pauseOrRead() {
+    const auto pause = m_budget.owe(now());
+    if (pause.count() == 0 || m_credentials.role == Credentials::Role::pairing)
+        return read();
+    m_timer = std::make_unique<asio::steady_timer>(m_services.context, pause);
+    m_timer->async_wait([self = shared_from_this()](error_code error) {
+        if (!error)
+            self->read();
+    });
+}
+
+void WebSocketSession::send(Frame frame) {
+    if (m_isClosing)
+        return;
+    if (!m_queue.push(std::move(frame), now())) {
+        ++m_services.metrics.slowReaders;
+        return vanish();
+    }
+    if (m_queue.size() == 1)
+        write();
+}
+
+void WebSocketSession::write() {
+    m_stream.async_write(
+        asio::buffer(*m_queue.front()),
+        [self = shared_from_this(), frame = m_queue.front()](error_code error, std::size_t) {
+            if (error || self->m_queue.empty())
+                return;
+            self->m_queue.pop();
+            if (!self->m_queue.empty())
+                self->write();
+            else if (self->m_isClosing)
+                self->sayGoodbye();
+        });
+}
+
+void WebSocketSession::close(CloseCode code) {
+    if (std::exchange(m_isClosing, true))
+        return;
+    m_code = code;
+    if (m_isOpen && m_queue.empty())
+        sayGoodbye();
+}
+
+void WebSocketSession::sayGoodbye() {
+    const websocket::close_reason reason(static_cast<std::uint16_t>(m_code));
+    m_stream.async_close(reason, [self = shared_from_this()](error_code) { self->end(); });
+}
+
+// Without a word, which a peer that does not read would not hear.
+void WebSocketSession::vanish() {
+    m_isClosing = true;
+    error_code ignored;
+    m_stream.next_layer().close(ignored);
+}
+
+void WebSocketSession::end() {
+    m_isClosing = true;
+    m_timer.reset();
+    m_place.reset();
+    m_services.sessions.erase(this);
+}
