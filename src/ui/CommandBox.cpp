@@ -22,7 +22,7 @@ namespace {
 constexpr int mostLines = 12;
 constexpr int restBeforeThePanelScrolls = 300; // Milliseconds.
 constexpr ushort wordJoiner = 0x2060;
-constexpr ushort thinSpace = 0x2009;
+constexpr ushort narrowSpace = 0x202F; // At which no line is broken.
 
 } // namespace
 
@@ -122,7 +122,7 @@ void CommandBox::lay() {
             insert(cursor, formats, piece.text, at);
         } else {
             const QString mark =
-                QChar(thinSpace) + QString::fromStdString(piece.mark) + QChar(thinSpace);
+                QChar(narrowSpace) + QString::fromStdString(piece.mark) + QChar(narrowSpace);
             m_sources.insert(m_sources.end(), static_cast<std::size_t>(mark.size()), at);
             m_marks.push_back(
                 {cursor.position(), cursor.position() + static_cast<int>(mark.size())});
