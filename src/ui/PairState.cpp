@@ -6,12 +6,17 @@
 #include <QDateTime>
 #include <QRegularExpression>
 
+#include "ui/VisibleName.h"
+
 using namespace std::chrono_literals;
 
 namespace {
 
 // Beyond this a date has no year that anybody could read.
 constexpr double latestMilliseconds = 253'402'300'799'000;
+
+// In a question, which must fit the window even when all of them are marks.
+constexpr int mostOfAName = 60;
 
 std::optional<PairState::Code> codeOf(const PairFacts& facts) {
     if (!facts.invite || facts.invite->expires <= facts.now)
@@ -27,7 +32,8 @@ std::optional<PairState::Code> codeOf(const PairFacts& facts) {
 std::optional<PairState::Confirmation> confirmationOf(const PairFacts& facts) {
     if (facts.removing)
         return PairState::Confirmation{
-            PairState::tr("移除「%1」？").arg(QString::fromStdString(facts.removing->name)),
+            PairState::tr("移除「%1」？")
+                .arg(shortened(QString::fromStdString(facts.removing->name), mostOfAName)),
             PairState::tr("這支手機會立刻斷線，也不會再收到通知。要再用的話重新掃描就好。"),
             PairState::tr("移除")};
     if (facts.confirmReset)

@@ -6,6 +6,8 @@
 #include <QCoreApplication>
 #include <QPainter>
 
+#include "ui/VisibleName.h"
+
 namespace parts {
 
 QVBoxLayout* column(QWidget* widget, int spacing) {
@@ -78,9 +80,10 @@ void setToolTip(QWidget* widget, const QString& text) {
     // Qt takes a text for rich or plain by its looks. As the former, with nothing in it that could
     // be a tag, it is always the same, and wraps.
     constexpr int longestWord = 24;
+    constexpr int longest = 1'000; // More would fill the screen, and end beyond it.
     QString broken;
     int word = 0;
-    for (const QChar character : text) {
+    for (const QChar character : shortened(text, longest)) {
         const bool isInside = !character.isSpace() && !character.isLowSurrogate();
         word = character.isSpace() ? 0 : word + 1;
         if (isInside && word > longestWord) {

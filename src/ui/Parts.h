@@ -28,7 +28,7 @@ QVBoxLayout* column(QWidget* widget, int spacing);
 [[nodiscard]] TextBlock* noticeTitle(const QString& look, QWidget* parent);
 
 /// A tool tip and, for assistive technology, the description. It is plain text whatever is in it,
-/// and breaks within words that are long.
+/// and breaks within words that are long; the tool tip is cut where it would fill the screen.
 void setToolTip(QWidget* widget, const QString& text);
 
 /// Puts what in the block takes the focus behind `before`, and all that is in that, in the order of

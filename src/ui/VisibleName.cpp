@@ -2,6 +2,13 @@
 
 #include "core/Text.h"
 
+QString shortened(const QString& text, int characters) {
+    if (text.size() <= characters)
+        return text;
+    const bool splitsPair = text[characters - 1].isHighSurrogate();
+    return text.left(splitsPair ? characters - 1 : characters) + QStringLiteral("…");
+}
+
 QString visibleName(const QString& name) {
     constexpr ushort downwardsArrowToTheLeft = 0x21B5;
     QString shown;

@@ -71,6 +71,10 @@ TEST(PairState, ListsThePhonesAndAsksBeforeItTakesThemAway) {
     EXPECT_EQ(utf8(PairState::of(facts).confirmation->action), "停用中繼");
     facts.removing = facts.relay->devices[0];
     EXPECT_EQ(utf8(PairState::of(facts).confirmation->title), "移除「小葵的 iPhone」？");
+    facts.removing->name = std::string(5'000, 'x');
+    EXPECT_EQ(utf8(PairState::of(facts).confirmation->title),
+              "移除「" + std::string(60, 'x') + "…」？")
+        << "the question must fit the window";
 }
 
 TEST(PairState, WritesDatesAsTheUserDoes) {
