@@ -1,15 +1,14 @@
 #include "ui/WindowStates.h"
 
 #include <QApplication>
-#include <QLayout>
 
 #include "support/Eventually.h"
 #include "support/FakeScheduler.h"
-#include "ui/FocusRing.h"
+#include "ui/ColumnWindow.h"
+#include "ui/LaunchNotice.h"
 #include "ui/MenuPanel.h"
 #include "ui/PairPanel.h"
 #include "ui/PanelWindow.h"
-#include "ui/Theme.h"
 #include "ui/UpdateWindow.h"
 #include "ui/WelcomePanel.h"
 
@@ -308,41 +307,49 @@ std::vector<Named<UpdateState>> updateStates() {
     return all;
 }
 
+// The notice of a second launch.
+
+std::vector<Named<LaunchAnswer>> launchStates() {
+    using Kind = LaunchAnswer::Kind;
+    return {{"1-headless", {Kind::headless, 4711}},
+            {"2-silent", {Kind::silent, 4711}},
+            {"3-unknown", {Kind::silent, 0}}};
+}
+
+// A panel in the window that the program gives it, without what lies behind it.
+template <typename Panel>
+class Around final : public ColumnWindow {
+  public:
+    explicit Around(const char* name) : ColumnWindow(name, {}, new Panel, nullptr) {}
+
+    Panel& panel() { return *static_cast<Panel*>(content()); }
+    using ColumnWindow::fit;
+};
+
+template <typename Panel, typename State>
+std::shared_ptr<QWidget> shown(std::shared_ptr<Around<Panel>> window, const State& state) {
+    window->open();
+    window->panel().setFocus();
+    runDueEvents();
+    window->panel().show(state);
+    window->fit();
+    runDueEvents();
+    return window;
+}
+
 std::shared_ptr<QWidget> guideOf(const WelcomeFacts& facts) {
-    auto panel = std::make_shared<WelcomePanel>();
-    new FocusRing(panel.get());
-    theme::follow(*panel);
-    panel->show(WelcomeState::of(facts));
-    return panel;
+    return shown(std::make_shared<Around<WelcomePanel>>("welcomeWindow"), WelcomeState::of(facts));
 }
 
 std::shared_ptr<QWidget> pairingOf(const PairFacts& facts) {
-    auto panel = std::make_shared<PairPanel>();
-    new FocusRing(panel.get());
-    theme::follow(*panel);
-    panel->setRelayURL(facts.relayURL);
-    panel->show();
-    panel->activateWindow();
-    runDueEvents();
-    panel->show(PairState::of(facts));
-    return panel;
+    auto window = std::make_shared<Around<PairPanel>>("pair");
+    window->panel().setRelayURL(facts.relayURL);
+    return shown(std::move(window), PairState::of(facts));
 }
 
-// As the desktop shows it, with the ground of a window.
-std::shared_ptr<QWidget> shown(std::shared_ptr<QWidget> window) {
-    window->setProperty("look", QStringLiteral("window"));
-    window->setAttribute(Qt::WA_StyledBackground);
-    window->show();
-    window->activateWindow();
-    if (!window->focusWidget())
-        window->setFocus();
-    for (int turn = 0; turn < 2; ++turn) {
-        runDueEvents();
-        const QLayout& parts = *window->layout();
-        window->resize(window->width(), parts.hasHeightForWidth()
-                                            ? parts.totalHeightForWidth(window->width())
-                                            : parts.totalSizeHint().height());
-    }
+std::shared_ptr<QWidget> launchNoticeOf(const LaunchAnswer& first) {
+    auto window = std::make_shared<LaunchNotice>(first);
+    window->open();
     runDueEvents();
     return window;
 }
@@ -388,8 +395,9 @@ std::vector<WindowState> windowStates() {
         for (const auto& state : states)
             all.push_back({window, state.name, [=] { return show(state.facts); }});
     };
-    add("guide", guideStates(), [](const auto& facts) { return shown(guideOf(facts)); });
-    add("pair", pairStates(), [](const auto& facts) { return shown(pairingOf(facts)); });
+    add("guide", guideStates(), guideOf);
+    add("launch", launchStates(), launchNoticeOf);
+    add("pair", pairStates(), pairingOf);
     add("panel", panelStates(), panelOf);
     add("update", updateStates(), updateOf);
     return all;
