@@ -42,6 +42,7 @@ LaunchNotice::LaunchNotice(const LaunchAnswer& first)
                "tamsellctl service remove。"));
 
     auto* close = button::make(tr("好"), button::Look::standard, "close", content());
+    close->setMinimumWidth(metrics::confirmationButtonWidth);
     connect(close, &QPushButton::clicked, this, &QWidget::close);
     auto* row = new QHBoxLayout;
     row->addStretch();
