@@ -6,6 +6,8 @@
 #include <QPainter>
 #include <QProxyStyle>
 
+#include "ui/SegmentedControl.h"
+#include "ui/Switch.h"
 #include "ui/Theme.h"
 
 using namespace theme;
@@ -24,11 +26,26 @@ class Outside final : public QProxyStyle {
     // Below, the button's parent would cut it off.
     [[nodiscard]] int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                                 QStyleHintReturn* data) const override {
+        if (hint == SH_FocusFrame_Mask)
+            return 0; // It would cut what a round ring has within the corners.
         return hint == SH_FocusFrame_AboveWidget
                    ? 1
                    : QProxyStyle::styleHint(hint, option, widget, data);
     }
 };
+
+// The segments are one control.
+QWidget* controlOf(QWidget* widget) {
+    auto* segmented = qobject_cast<SegmentedControl*>(widget->parentWidget());
+    return segmented ? segmented : widget;
+}
+
+int radiusOf(const QWidget& control) {
+    if (qobject_cast<const Switch*>(&control))
+        return control.height() / 2;
+    return qobject_cast<const SegmentedControl*>(&control) ? metrics::segmentTrackRadius
+                                                           : metrics::controlRadius;
+}
 
 } // namespace
 
@@ -49,8 +66,8 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
                                 reason == Qt::ShortcutFocusReason;
         const bool hasOwn = qobject_cast<QLineEdit*>(widget) != nullptr;
         if (event->type() == QEvent::FocusIn)
-            setWidget(byKeyboard && !hasOwn ? widget : nullptr);
-        else if (this->widget() == widget)
+            setWidget(byKeyboard && !hasOwn ? controlOf(widget) : nullptr);
+        else if (this->widget() == controlOf(widget))
             setWidget(nullptr);
     }
     // What was out of sight when it got the focus has been scrolled to where it shows.
@@ -68,6 +85,7 @@ void FocusRing::paintEvent(QPaintEvent* /*event*/) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(theme::current().accentText, metrics::focusWidth));
     const qreal half = metrics::focusWidth / 2.0;
-    const int radius = metrics::controlRadius + metrics::focusWidth + metrics::focusGap;
+    const int radius = (widget() ? radiusOf(*widget()) : metrics::controlRadius) +
+                       metrics::focusWidth + metrics::focusGap;
     painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), radius, radius);
 }
