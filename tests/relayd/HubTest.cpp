@@ -8,6 +8,7 @@
 #include "core/Base64Url.h"
 #include "crypto/Hash.h"
 #include "relayd/Limits.h"
+#include "support/HubPeer.h"
 
 namespace {
 
@@ -24,66 +25,6 @@ std::string hashOf(std::string_view token) {
 std::string nameOf(char letter) {
     return std::string(22, letter);
 }
-
-class MemoryStore final : public Store {
-  public:
-    std::optional<StoredChannel> find(std::string_view channel) override {
-        check();
-        const auto found = channels.find(std::string(channel));
-        return found == channels.end() ? std::nullopt : std::optional(found->second);
-    }
-    std::string registerChannel(std::string_view channel, std::string_view hash) override {
-        check();
-        return channels
-            .try_emplace(std::string(channel),
-                         StoredChannel{.tokenHash = std::string(hash), .devices = {}})
-            .first->second.tokenHash;
-    }
-    void putDevice(std::string_view channel, const StoredChannel::Device& device) override {
-        check();
-        channels.at(std::string(channel)).devices.push_back(device);
-    }
-    void removeDevices(std::string_view channel, std::span<const std::string> devices) override {
-        check();
-        for (const std::string& id : devices)
-            std::erase_if(channels.at(std::string(channel)).devices,
-                          [&](const auto& device) { return device.id == id; });
-    }
-
-    std::map<std::string, StoredChannel> channels;
-    bool fails = false;
-
-  private:
-    void check() const {
-        if (fails)
-            throw std::runtime_error("disk full");
-    }
-};
-
-/// Somebody who is connected, or tried to be.
-class Peer final : public Listener {
-  public:
-    Peer(Hub& hub, const Credentials& credentials)
-        : admission(hub.admit(credentials, [] { return true; })) {
-        if (admission == Admission::admitted)
-            m_place = hub.join(credentials, *this);
-    }
-
-    void send(Frame frame) override { m_heard.push_back(*frame); }
-    void close(CloseCode code) override { closed = code; }
-
-    void say(std::string_view text) { m_place->take(text); }
-    void leave() { m_place.reset(); }
-    /// All frames since this was last asked.
-    std::vector<std::string> heard() { return std::exchange(m_heard, {}); }
-
-    const Admission admission;
-    std::optional<CloseCode> closed;
-
-  private:
-    std::vector<std::string> m_heard;
-    std::unique_ptr<Place> m_place;
-};
 
 class HubTest : public testing::Test {
   protected:
@@ -129,36 +70,36 @@ class HubTest : public testing::Test {
 };
 
 TEST_F(HubTest, TheFirstTokenIsTheChannelsAndNothingElseIsAdmitted) {
-    EXPECT_EQ(Peer(hub, phone('a')).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, phone('a')).admission, Admission::unauthorized);
     EXPECT_EQ(hub.admit(computer(), [] { return false; }), Admission::tooManyRequests);
     EXPECT_THAT(store.channels, IsEmpty());
-    Peer first(hub, computer());
+    HubPeer first(hub, computer());
     EXPECT_EQ(first.admission, Admission::admitted);
-    EXPECT_EQ(Peer(hub, computer('X')).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, computer('X')).admission, Admission::unauthorized);
     EXPECT_EQ(store.channels.at(nameOf('C')).tokenHash, hashOf(computer().token));
     first.say(addDevice('a'));
-    EXPECT_EQ(Peer(hub, phone('a', "wrong")).admission, Admission::unauthorized);
-    EXPECT_EQ(Peer(hub, phone('b')).admission, Admission::unauthorized);
-    EXPECT_EQ(Peer(hub, phone('a')).admission, Admission::admitted);
+    EXPECT_EQ(HubPeer(hub, phone('a', "wrong")).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, phone('b')).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, phone('a')).admission, Admission::admitted);
     // All of it from the store, too.
     first.leave();
     EXPECT_EQ(metrics.channels, 0U);
-    EXPECT_EQ(Peer(hub, computer('X')).admission, Admission::unauthorized);
-    EXPECT_EQ(Peer(hub, phone('a')).admission, Admission::admitted);
+    EXPECT_EQ(HubPeer(hub, computer('X')).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, phone('a')).admission, Admission::admitted);
     store.fails = true;
-    EXPECT_EQ(Peer(hub, computer()).admission, Admission::unavailable);
+    EXPECT_EQ(HubPeer(hub, computer()).admission, Admission::unavailable);
     EXPECT_THAT(log, ElementsAre("disk full"));
 }
 
 TEST_F(HubTest, CarriesSealedTextsBothWays) {
-    Peer mac(hub, computer());
+    HubPeer mac(hub, computer());
     EXPECT_THAT(mac.heard(), ElementsAre(peers("")));
     mac.say("ping");
     EXPECT_THAT(mac.heard(), ElementsAre("pong"));
     mac.say(addDevice('a'));
     mac.say(addDevice('b'));
-    Peer a(hub, phone('a'));
-    Peer b(hub, phone('b'));
+    HubPeer a(hub, phone('a'));
+    HubPeer b(hub, phone('b'));
     EXPECT_THAT(mac.heard(),
                 ElementsAre(peers(quoted('a')), peers(quoted('a') + "," + quoted('b'))));
     EXPECT_THAT(a.heard(), ElementsAre(presence(true)));
@@ -199,11 +140,11 @@ TEST_F(HubTest, CarriesSealedTextsBothWays) {
 }
 
 TEST_F(HubTest, ANewerComputerReplacesTheOlderOne) {
-    Peer older(hub, computer());
+    HubPeer older(hub, computer());
     older.say(addDevice('a'));
-    Peer a(hub, phone('a'));
+    HubPeer a(hub, phone('a'));
     a.heard();
-    Peer newer(hub, computer());
+    HubPeer newer(hub, computer());
     EXPECT_EQ(older.closed, CloseCode::replaced);
     older.say(R"({"t":"sync","devices":[]})");
     older.leave();
@@ -213,11 +154,11 @@ TEST_F(HubTest, ANewerComputerReplacesTheOlderOne) {
 }
 
 TEST_F(HubTest, DevicesThatAreNotListedAreDropped) {
-    Peer mac(hub, computer());
+    HubPeer mac(hub, computer());
     for (const char device : {'a', 'b', 'c'})
         mac.say(addDevice(device));
-    Peer a(hub, phone('a'));
-    Peer b(hub, phone('b'));
+    HubPeer a(hub, phone('a'));
+    HubPeer b(hub, phone('b'));
     mac.heard();
     mac.say(R"({"t":"sync","devices":[7,)" + quoted('a') + "," + quoted('z') + "]}");
     EXPECT_EQ(b.closed, CloseCode::removed);
@@ -244,12 +185,12 @@ TEST_F(HubTest, DevicesThatAreNotListedAreDropped) {
 }
 
 TEST_F(HubTest, AnInviteLetsOnePhoneAskOnce) {
-    Peer mac(hub, computer());
+    HubPeer mac(hub, computer());
     const std::string invite = R"({"t":"invite","hash":")" + hashOf("secret") + R"(","expires":)";
-    EXPECT_EQ(Peer(hub, pairing('p', "secret")).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, pairing('p', "secret")).admission, Admission::unauthorized);
     mac.say(invite + "1000500}");
-    EXPECT_EQ(Peer(hub, pairing('p', "guess")).admission, Admission::unauthorized);
-    Peer p(hub, pairing('p', "secret"));
+    EXPECT_EQ(HubPeer(hub, pairing('p', "guess")).admission, Admission::unauthorized);
+    HubPeer p(hub, pairing('p', "secret"));
     p.heard();
     const auto pair = [](char device, const std::string& hash) {
         return R"({"device":)" + quoted(device) + R"(,"invite":")" + hash +
@@ -270,14 +211,14 @@ TEST_F(HubTest, AnInviteLetsOnePhoneAskOnce) {
     p.heard();
     mac.say(addDevice('p', hashOf("secret")));
     EXPECT_THAT(p.heard(), ElementsAre(R"({"t":"paired"})"));
-    EXPECT_EQ(Peer(hub, pairing('q', "secret")).admission, Admission::unauthorized);
+    EXPECT_EQ(HubPeer(hub, pairing('q', "secret")).admission, Admission::unauthorized);
     mac.say(invite + "1000500}");
     now += 500;
-    EXPECT_EQ(Peer(hub, pairing('q', "secret")).admission, Admission::unauthorized) << "expired";
+    EXPECT_EQ(HubPeer(hub, pairing('q', "secret")).admission, Admission::unauthorized) << "expired";
 }
 
 TEST_F(HubTest, BoundsWhatAChannelHas) {
-    Peer mac(hub, computer());
+    HubPeer mac(hub, computer());
     const auto name = [](std::size_t number) {
         std::string text = std::to_string(number);
         return std::string(22 - text.size(), 'd') + text;
@@ -297,7 +238,7 @@ TEST_F(HubTest, BoundsWhatAChannelHas) {
 
     Credentials same = phone('a');
     same.device = name(0);
-    std::deque<Peer> phones;
+    std::deque<HubPeer> phones;
     for (std::size_t i = 0; i < limits::listenersPerDevice + 2; ++i)
         phones.emplace_back(hub, same);
     EXPECT_EQ(phones[0].closed, CloseCode::replaced);
