@@ -22,6 +22,10 @@ inline constexpr std::size_t discarded = std::size_t{64} * 1024 * 1024;
 /// JSON values in one frame: "items" has four for a phone.
 inline constexpr std::size_t frameValues = 4000;
 
+/// Of frames that have come in part, of all together; beyond that, whoever sends a long one is
+/// closed. Anybody may be a computer, and begin a frame of 16 MiB.
+inline constexpr std::size_t receivedInPart = std::size_t{512} * 1024 * 1024;
+
 // Channels.
 
 /// A household has a few phones; each costs a row and a place in every "sync".

@@ -39,6 +39,8 @@ std::string Metrics::text() const {
     page.line("parties", R"({role="pairing"})", pairing);
     page.add("channels", "gauge", "Channels with somebody connected.", channels);
     page.add("unsent_bytes", "gauge", "Bytes that wait to be sent.", unsentBytes);
+    page.add("received_in_part_bytes", "gauge", "Bytes of frames whose end has not come.",
+             receivedInPartBytes);
     page.add("connections_total", "counter", "Connections accepted.", connectionsTotal);
     page.begin("frames_total", "counter", "Frames by direction.");
     page.line("frames_total", R"({direction="from_computer"})", framesFromComputers);

@@ -13,6 +13,7 @@ struct Metrics {
     std::size_t pairing = 0;
     std::size_t channels = 0; ///< with somebody connected
     std::size_t unsentBytes = 0;
+    std::size_t receivedInPartBytes = 0; ///< of frames whose end has not come
 
     // Since the start.
     std::uint64_t connectionsTotal = 0;

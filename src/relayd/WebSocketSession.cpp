@@ -45,6 +45,7 @@ WebSocketSession::WebSocketSession(Socket socket, Services& services, Credential
 }
 
 WebSocketSession::~WebSocketSession() {
+    countHeld(0);
     m_services.sessions.erase(this);
 }
 
@@ -108,13 +109,20 @@ void WebSocketSession::hasRead(std::size_t count) {
         m_discarded += m_buffer.size();
         m_buffer.consume(m_buffer.size());
     }
-    // An empty frame is the end of a message as any other, and nothing in it.
-    if (m_discarded > limits::discarded || now() - m_messageSince > limits::message)
+    countHeld(m_buffer.size());
+    const bool isOneTooMany = m_held > limits::phoneFrame &&
+                              m_services.metrics.receivedInPartBytes > limits::receivedInPart;
+    if (m_discarded > limits::discarded || now() - m_messageSince > limits::message || isOneTooMany)
         return close(CloseCode::messageTooBig);
     if (!m_stream.is_message_done())
         return read();
     takeMessage();
     pauseOrRead();
+}
+
+void WebSocketSession::countHeld(std::size_t bytes) {
+    m_services.metrics.receivedInPartBytes += bytes - m_held;
+    m_held = bytes;
 }
 
 void WebSocketSession::takeMessage() {
@@ -125,6 +133,7 @@ void WebSocketSession::takeMessage() {
         m_place->take({static_cast<const char*>(m_buffer.cdata().data()), m_buffer.size()});
     }
     m_discarded = 0;
+    countHeld(0);
     m_buffer.consume(m_buffer.size());
     if (m_buffer.capacity() > keptBuffer)
         m_buffer = beast::flat_buffer();

@@ -36,6 +36,7 @@ class WebSocketSession final : public Listener,
     void hasRead(std::size_t count);
     void takeMessage();
     void pauseOrRead();
+    void countHeld(std::size_t bytes);
     void write();
     void sayGoodbye();
     void vanish();
@@ -53,6 +54,7 @@ class WebSocketSession final : public Listener,
     std::unique_ptr<boost::asio::steady_timer> m_timer; // For what few connections need.
     Moment m_messageSince;
     std::size_t m_discarded = 0;
+    std::size_t m_held = 0; ///< of a message that has not ended
     CloseCode m_code = CloseCode::goingAway;
     bool m_isOpen = false;
     bool m_isClosing = false;
