@@ -8,9 +8,11 @@
 #include "app/Launch.h"
 #include "app/Options.h"
 #include "app/TamsellMacApp.h"
+#include "platform/ColorScheme.h"
 #include "platform/CoreDumps.h"
 #include "platform/TerminationSignals.h"
 #include "ui/LaunchNotice.h"
+#include "ui/Theme.h"
 #include "ui/TrayIcon.h"
 
 namespace {
@@ -37,6 +39,17 @@ void setUp(QApplication& application) {
     // What is not drawn by us is drawn plainly; the desktop's style would mix in its own sizes.
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     application.setLayoutDirection(Qt::LeftToRight);
+}
+
+void wear(ColorScheme::Wish wish) {
+    switch (wish) {
+    case ColorScheme::Wish::none:
+        return theme::resetColors();
+    case ColorScheme::Wish::dark:
+        return theme::setColors(theme::dark());
+    case ColorScheme::Wish::light:
+        return theme::setColors(theme::light());
+    }
 }
 
 int showNotice(const LaunchAnswer& first) {
@@ -66,6 +79,10 @@ int runDesktop(int argc, char* argv[], const DescriptorLimit& descriptorLimit) {
         }
     }
     setUp(application);
+
+    const ColorScheme colorScheme;
+    QObject::connect(&colorScheme, &ColorScheme::changed, &application,
+                     [&colorScheme] { wear(colorScheme.wish()); });
 
     const TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::received, &application,

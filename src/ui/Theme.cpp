@@ -214,6 +214,21 @@ const Colors& current() {
     return of(QGuiApplication::palette());
 }
 
+void setColors(const Colors& colors) {
+    resetColors();
+    if (&current() == &colors)
+        return; // With the desktop's own shades for what is not drawn by us.
+    QPalette palette(colors.control, colors.window);
+    palette.setColor(QPalette::Base, colors.surface);
+    palette.setColor(QPalette::Highlight, colors.accent);
+    palette.setColor(QPalette::HighlightedText, colors.onAccent);
+    QGuiApplication::setPalette(palette);
+}
+
+void resetColors() {
+    QGuiApplication::setPalette(QPalette());
+}
+
 QColor disabled(QColor color) {
     color.setAlphaF(color.alphaF() * disabledOpacity);
     return color;

@@ -75,6 +75,11 @@ struct Colors {
 /// ground changes it.
 [[nodiscard]] const Colors& current();
 
+/// Makes it the application's, whatever the desktop's theme is like.
+void setColors(const Colors& colors);
+/// Goes back to what the desktop's theme is like.
+void resetColors();
+
 /// How something disabled is drawn: at 45 %.
 [[nodiscard]] QColor disabled(QColor color);
 

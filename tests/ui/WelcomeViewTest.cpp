@@ -12,6 +12,7 @@
 #include "support/FakeScheduler.h"
 #include "support/FakeWebSocket.h"
 #include "ui/Texts.h"
+#include "ui/Theme.h"
 
 namespace fs = std::filesystem;
 
@@ -178,11 +179,12 @@ TEST_F(WelcomeViewTest, OnlyItsButtonRecordsThatItWasSeen) {
     EXPECT_TRUE(isRecorded());
 
     const QString before = m_view->styleSheet();
-    const QPalette palette = QApplication::palette();
-    QApplication::setPalette(QPalette(Qt::black));
+    theme::setColors(theme::dark());
     runDueEvents();
     EXPECT_NE(m_view->styleSheet(), before);
-    QApplication::setPalette(palette);
+    theme::resetColors();
+    runDueEvents();
+    EXPECT_EQ(m_view->styleSheet(), before);
 }
 
 TEST_F(WelcomeViewTest, GetsThePortBack) {
