@@ -143,7 +143,7 @@ void MenuPanel::addCommands() {
     m_pair = button::make({}, Look::standard, "pair", block);
     connect(m_pair, &QPushButton::clicked, this, &MenuPanel::pairClicked);
     column->addWidget(m_pair);
-    m_update = button::make({}, Look::standard, "update", block);
+    m_update = button::make({}, Look::tinted, "update", block);
     connect(m_update, &QPushButton::clicked, this, &MenuPanel::updateClicked);
     column->addWidget(m_update);
 

@@ -6,6 +6,7 @@
 
 #include "ui/Button.h"
 #include "ui/Parts.h"
+#include "ui/TextField.h"
 #include "ui/Theme.h"
 #include "ui/VisibleName.h"
 
@@ -49,14 +50,26 @@ void PendingRow::addHeader() {
     folder->setText(visibleName(m_item.folder));
     folder->setVisible(!m_item.folder.isEmpty());
     header->addWidget(folder);
-    auto* kind = parts::label(visibleName(m_item.kind), Style::body, "secondary", this);
-    kind->setObjectName(QStringLiteral("kind"));
-    header->addWidget(kind);
+    // The folder gives way to them, as far as they leave it some room.
+    constexpr int mostOfKind = 2;
+    constexpr int mostOfClient = 3;
+    header->addWidget(bounded("kind", m_item.kind, Style::body, metrics::panelWidth / mostOfKind));
     header->addStretch(1);
-    auto* client = parts::label(visibleName(m_item.client), Style::caption, "secondary", this);
-    client->setObjectName(QStringLiteral("client"));
-    header->addWidget(client);
+    header->addSpacing(metrics::iconToLabel);
+    header->addWidget(
+        bounded("client", m_item.client, Style::caption, metrics::panelWidth / mostOfClient));
     static_cast<QVBoxLayout*>(layout())->addLayout(header);
+}
+
+QWidget* PendingRow::bounded(const char* name, const QString& text, Style style, int most) {
+    auto* label = new ElidingLabel(Qt::ElideRight, this);
+    label->setObjectName(QLatin1String(name));
+    label->setFont(theme::font(style));
+    label->setProperty("look", QStringLiteral("secondary"));
+    label->setMinimumHeight(lineHeight(style));
+    label->setText(visibleName(text));
+    label->setFixedWidth(std::min(label->sizeHint().width(), most));
+    return label;
 }
 
 void PendingRow::addDetail() {
@@ -97,7 +110,7 @@ void PendingRow::addPermissionButtons() {
 void PendingRow::addReply() {
     auto* row = new QHBoxLayout;
     row->setSpacing(metrics::buttonsApart);
-    m_reply = new QLineEdit(this);
+    m_reply = new TextField(this);
     m_reply->setObjectName(QStringLiteral("reply"));
     m_reply->setMaxLength(longestReply);
     m_reply->setFont(theme::font(Style::body));

@@ -12,6 +12,7 @@
 #include "ui/ElidingLabel.h"
 #include "ui/MenuState.h"
 #include "ui/ParagraphLabel.h"
+#include "ui/Theme.h"
 
 /// One item that waits, and the ways to answer it.
 ///
@@ -43,6 +44,9 @@ class PendingRow final : public QWidget {
 
   private:
     void addHeader();
+    /// A line that ends in "…" beyond that width.
+    [[nodiscard]] QWidget* bounded(const char* name, const QString& text, theme::Style style,
+                                   int most);
     void addDetail();
     void addPermissionButtons();
     void addReply();
