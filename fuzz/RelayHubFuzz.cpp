@@ -106,7 +106,7 @@ class Relay {
     }
 
     void check() {
-        require(m_other.heard() == std::vector<std::string>());
+        require(m_other.heard().empty());
         for (const auto& each : m_phones)
             checkFrames(each, {"msg", "notify", "clear", "computer", "error"});
         checkFrames(m_pairing, {"computer", "error", "paired"});

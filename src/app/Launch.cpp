@@ -20,7 +20,7 @@ Launch withoutSocket(const std::system_error& failure) {
 }
 
 std::filesystem::path socketOf(const Locations& locations) {
-    const auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
+    auto socket = launchSocketPath(processEnvironment, locations.dataDirectory);
     std::filesystem::create_directories(socket.parent_path());
     return socket;
 }
