@@ -53,7 +53,8 @@ Desktop::Desktop() : m_display(ownDisplay()) {
     m_home.put("config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml", barSettings);
     std::filesystem::create_directory(m_home / "run");
     std::filesystem::permissions(m_home / "run", std::filesystem::perms::owner_all);
-    m_bus = start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"});
+    m_bus = start({"dbus-daemon", "--session", "--nofork", "--nopidfile",
+                   "--address=unix:path=" + (m_home / "bus").string(), "--print-address=1"});
     const auto hasAddress = [this] { return m_bus->output().ends_with('\n'); };
     await(until([&] { return hasAddress() || !m_bus->isRunning(); }) && hasAddress(),
           "dbus-daemon");

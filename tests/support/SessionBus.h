@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Process.h"
+#include "support/TemporaryDirectory.h"
 #include "support/Until.h"
 
 /// A session bus of one test alone.
@@ -30,8 +31,10 @@ class SessionBus {
     }
 
   private:
+    TemporaryDirectory m_directory; // It leaves its socket behind.
     Process m_daemon{{.program = "/usr/bin/dbus-daemon",
                       .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile",
+                                    "--address=unix:path=" + (m_directory / "bus").string(),
                                     "--print-address=1"}}};
     std::string m_address;
     QStringList m_connections;
