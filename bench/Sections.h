@@ -14,5 +14,6 @@ void measureSealing();
 void measureStatePush();
 void measureConnected();
 void measureDesktop();
+void measureRelayServer();
 
 } // namespace bench

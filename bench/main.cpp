@@ -18,11 +18,12 @@ struct Section {
 };
 
 constexpr std::array sections{
-    Section{"hook", bench::measureHook},       Section{"daemon", bench::measureDaemon},
-    Section{"idle", bench::measureIdle},       Section{"held", bench::measureHeld},
-    Section{"json", bench::measureJSON},       Section{"publish", bench::measurePublish},
-    Section{"relay", bench::measureSealing},   Section{"relay", bench::measureStatePush},
-    Section{"relay", bench::measureConnected}, Section{"desktop", bench::measureDesktop}};
+    Section{"hook", bench::measureHook},         Section{"daemon", bench::measureDaemon},
+    Section{"idle", bench::measureIdle},         Section{"held", bench::measureHeld},
+    Section{"json", bench::measureJSON},         Section{"publish", bench::measurePublish},
+    Section{"relay", bench::measureSealing},     Section{"relay", bench::measureStatePush},
+    Section{"relay", bench::measureConnected},   Section{"desktop", bench::measureDesktop},
+    Section{"relayd", bench::measureRelayServer}};
 
 bool isWanted(const Section& section, int argc, char* argv[]) {
     for (int i = 1; i < argc; ++i) {

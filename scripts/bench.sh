@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What the programs of a build cost, as a table of ratios. Called by ./dev bench, which builds them.
-#   scripts/bench.sh [SECTION...]   hook, daemon, idle, held, json, publish, relay, desktop; all when none is
-#                                  named
+#   scripts/bench.sh [SECTION...]   hook, daemon, idle, held, json, publish, relay, desktop,
+#                                  relayd; all when none is named
 # TAMSELL_BENCH_BUILD names another build tree than build/release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
