@@ -1,8 +1,8 @@
 # What is installed, and where. The programs find one another by these folders (see
 # src/platform/Bundle.h), so they are not to be chosen.
-#   cmake --install build/release --prefix DIRECTORY [--component runtime|desktop]
-# runtime needs no display; desktop adds the windows to it.
-foreach(program tamsell tamsellctl tamsell-relay)
+#   cmake --install build/release --prefix DIRECTORY [--component runtime|desktop|relay]
+# runtime needs no display; desktop adds the windows to it; relay is for a server.
+foreach(program tamsell tamsellctl)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION bin COMPONENT runtime)
   endif()
@@ -12,6 +12,9 @@ if(TARGET tamsell-hook)
 endif()
 if(TARGET tamsell-desktop)
   install(TARGETS tamsell-desktop RUNTIME DESTINATION libexec/tamsell COMPONENT desktop)
+endif()
+if(TARGET tamsell-relay)
+  install(TARGETS tamsell-relay RUNTIME DESTINATION bin COMPONENT relay)
 endif()
 install(DIRECTORY "${CMAKE_BINARY_DIR}/share/tamsell" DESTINATION share COMPONENT runtime)
 foreach(folder applications icons metainfo)

@@ -37,10 +37,6 @@ std::string_view viewOf(beast::string_view text) {
     return {text.data(), text.size()};
 }
 
-Moment now() {
-    return std::chrono::steady_clock::now();
-}
-
 IPAddress addressOf(const asio::ip::tcp::socket& socket) {
     error_code error;
     const auto address = socket.remote_endpoint(error).address();
@@ -86,6 +82,8 @@ void HTTPSession::readHeader() {
                 self->takeHeader();
             else if (error == http::error::header_limit)
                 self->respond(431, {}, "");
+            else if (error == http::error::body_limit)
+                self->respond(413, {}, "");
             else if (error.category() ==
                          http::make_error_code(http::error::bad_method).category() &&
                      error != http::error::end_of_stream)

@@ -18,10 +18,6 @@ constexpr std::string_view header = " 200 OK\r\n"
 
 constexpr unsigned http11 = 11;
 
-Moment now() {
-    return std::chrono::steady_clock::now();
-}
-
 Frame frameOf(std::string text) {
     return std::make_shared<const std::string>(std::move(text));
 }

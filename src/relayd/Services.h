@@ -14,6 +14,10 @@
 #include "relayd/Options.h"
 #include "relayd/StaticFiles.h"
 
+[[nodiscard]] inline Moment now() {
+    return std::chrono::steady_clock::now();
+}
+
 /// A conversation that can be told that the relay ends.
 class Session {
   public:

@@ -24,10 +24,6 @@ bool isComputer(const Credentials& credentials) {
     return credentials.role == Credentials::Role::computer;
 }
 
-Moment now() {
-    return std::chrono::steady_clock::now();
-}
-
 } // namespace
 
 WebSocketSession::WebSocketSession(Socket socket, Services& services, Credentials credentials,

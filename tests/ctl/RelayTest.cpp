@@ -216,8 +216,8 @@ TEST(RelayChecks, TellWhatTheRelayAnswers) {
 
 TEST(RelayChecks, NameWhatIsInTheWay) {
     Certificates authority;
-    const OpenSSLServer server(authority.issue("DNS:localhost"));
-    const std::string secure = "https://localhost:" + std::to_string(server.port());
+    const OpenSSLServer server(authority.issue("IP:127.0.0.1"));
+    const std::string secure = "https://127.0.0.1:" + std::to_string(server.port());
     const FakeDaemon resetting;
     const std::jthread peer([&] {
         const Descriptor connection = resetting.accept();
@@ -232,8 +232,8 @@ TEST(RelayChecks, NameWhatIsInTheWay) {
         std::string line;
     };
     const std::vector<Case> cases{
-        {secure, authority.authority(), "✓ 中繼連線：localhost:"},
-        {secure, "", "✗ 中繼連線：localhost 的憑證由不受信任的機構簽發 → "},
+        {secure, authority.authority(), "✓ 中繼連線：127.0.0.1:"},
+        {secure, "", "✗ 中繼連線：127.0.0.1 的憑證由不受信任的機構簽發 → "},
         {"http://" + broken, "",
          "✗ 中繼連線：與 " + broken +
              " 的連線中斷（Connection reset by peer） → 檢查網路與中繼網址"},
