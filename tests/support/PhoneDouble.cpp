@@ -1,6 +1,7 @@
 #include "support/PhoneDouble.h"
 
 #include <stdexcept>
+#include <thread>
 
 #include "core/Clock.h"
 #include "support/PhoneCrypto.h"
@@ -8,6 +9,11 @@
 namespace {
 
 using namespace phonecrypto;
+
+/// The relay does not admit the phone.
+struct Refused : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 struct Link {
     std::string relayURL;
@@ -45,7 +51,18 @@ void PhoneDouble::pair(std::string_view link, const std::string& name) {
                   hkdf(sharedSecret(privateKey, invite.macKey), invite.secret,
                        "tamsell device v2|" + invite.channel + "|" + device)};
     const std::string token = hmacText(invite.secret, "tamsell invite v2");
-    open("role=pair&device=" + device + "&invite=" + token);
+    // The link can be here before the relay has heard of the invite.
+    const auto deadline = std::chrono::steady_clock::now() + m_options.patience;
+    for (bool isOpen = false; !isOpen;) {
+        try {
+            open("role=pair&device=" + device + "&invite=" + token);
+            isOpen = true;
+        } catch (const Refused&) {
+            if (std::chrono::steady_clock::now() > deadline)
+                throw;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    }
     sendFrame(
         {{"t", "pair"},
          {"device", device},
@@ -117,8 +134,12 @@ void PhoneDouble::open(const std::string& query) {
                             [this] { m_changed.notify_all(); }});
     wait("the relay to let the phone in",
          [this] { return m_socket->state() != PhoneSocket::State::connecting; });
-    if (!isConnected())
-        throw std::runtime_error("the phone could not connect: " + m_socket->failure());
+    if (isConnected())
+        return;
+    const std::string why = "the phone could not connect: " + m_socket->failure();
+    if (why.find("HTTP 401") != std::string::npos)
+        throw Refused(why);
+    throw std::runtime_error(why);
 }
 
 std::string PhoneDouble::send(JSONObject message) {

@@ -47,7 +47,8 @@ class PhoneDouble {
 
     [[nodiscard]] const Identity& identity() const { return m_identity; }
 
-    /// Takes a new id and a new key pair and gets paired.
+    /// Takes a new id and a new key pair and gets paired. Tries again while the relay does not know
+    /// the invite.
     void pair(std::string_view link, const std::string& name);
     /// Connects as a paired phone. Throws with "HTTP 401" in the text when the relay refuses.
     void connect();
