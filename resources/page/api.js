@@ -33,3 +33,17 @@ export async function request(method, path, body) {
   }
   return { ok: response.ok, status: response.status, value };
 }
+
+/**
+ * Answers a waiting item.
+ *
+ * @param {{id: string}} item @param {import("./card.js").Answer} answer
+ * @returns {Promise<import("./card.js").Outcome>}
+ */
+export async function sendAnswer({ id }, answer) {
+  const response = await request("POST", "/answer", { id, ...answer }).catch(() => undefined);
+  if (!response) return { is: "unknown", text: "沒有收到回音，不確定有沒有送到。請再試一次。" };
+  if (response.ok) return { is: "done" };
+  if (response.status === 404) return { is: "over", text: response.value?.error ?? "已經回答過或已逾時" };
+  return { is: "refused", text: "Tamsell 沒有接受這個回答，請重新載入這一頁。" };
+}

@@ -28,7 +28,7 @@ export class Arming {
     const observer = new ResizeObserver(() => this.check());
     observer.observe(document.body);
     observer.observe(cards);
-    document.addEventListener("visibilitychange", () => document.hidden || this.#disarmAll());
+    document.addEventListener("visibilitychange", () => document.hidden || this.disarm());
     addEventListener("resize", () => this.check());
     addEventListener("pointermove", (event) => this.#pointTo(event));
     addEventListener("pointerdown", (event) => this.#pointTo(event), { capture: true });
@@ -82,7 +82,8 @@ export class Arming {
     }
   }
 
-  #disarmAll() {
+  /** As if every button had just come. */
+  disarm() {
     for (const button of this.#places.keys()) this.#disarm(button);
   }
 

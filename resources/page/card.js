@@ -1,5 +1,4 @@
 /** One waiting item: what is asked, the time that is left, and the answers. */
-import { request } from "./api.js";
 import { asked } from "./asked.js";
 import { anyHides, beginning, element, icon, inOneLine, setText, shown } from "./dom.js";
 import { countdown, projectOf } from "./format.js";
@@ -12,7 +11,22 @@ const warningTriangle = [
   "M8.7 3.1a1.5 1.5 0 0 1 2.6 0l6.85 11.85A1.5 1.5 0 0 1 16.85 17.2H3.15a1.5 1.5 0 0 1-1.3-2.25zM9.2 7.9v3.9a.8.8 0 0 0 1.6 0V7.9a.8.8 0 0 0-1.6 0zM10 13.35a.95.95 0 1 0 0 1.9.95.95 0 0 0 0-1.9z",
 ];
 
-/** @typedef {{arming: import("./arming.js").Arming, still: import("./still.js").Still, clock: import("./serverclock.js").ServerClock}} Page */
+/**
+ * How sending an answer ended.
+ *
+ * done: it was applied; over: it cannot be answered any more, and nothing sent from here did it; unconfirmed: nor can
+ * it, and an answer from here may have done it; refused: nothing was done, and the item waits; unknown: no response
+ * came. Texts are the page's own.
+ *
+ * @typedef {{is: "done"} | {is: "over", text: string} | {is: "unconfirmed"} | {is: "refused" | "unknown", text: string}} Outcome
+ * @typedef {{action: "allow" | "always"} | {action: "deny", message: string} | {action: "reply", text: string}} Answer
+ * @typedef {object} Page  what the cards of a page have in common
+ * @property {import("./arming.js").Arming} arming
+ * @property {import("./still.js").Still} still
+ * @property {{now(): number}} clock  the daemon's, in milliseconds since 1970
+ * @property {(item: any, answer: Answer) => Promise<Outcome>} answer  sends one; never rejects
+ * @property {string} unconfirmed  said when it is over and an answer from here may have done it
+ */
 
 // When the time is short the bar changes its colour and the number its weight.
 const shortTime = 20_000;
@@ -24,8 +38,8 @@ const unreadable = {
   claim: "",
   isCommand: false,
 };
+const previewText = "內容太長，這裡只有一部分。回答會用在全部內容上；要看完整的請到電腦前。";
 const endedElsewhere = "已經回答過或已逾時";
-const endedSomehow = "已經結束；不確定是不是你的回答";
 const outcomes = new Map([
   ["allow", "已允許"],
   ["always", "已允許，並且記住了"],
@@ -35,30 +49,27 @@ const outcomes = new Map([
 
 export class Card {
   #item;
-  #arming;
-  #still;
-  #onChange;
+  #page;
   #left = element("span", { class: "left" });
   #fill = element("div", { class: "fill" });
   #actions = element("div", { class: "actions" });
   #problem = element("p", { class: "problem", role: "alert" });
   #isReadable;
   #hidesSomething;
+  #isDoubtful; // So that approving does not suggest itself.
   #phase = "waiting"; // then "sending", back or on to "settled"
   #hasEnded = false; // The daemon does not list the item any more.
   #mayHaveArrived = false; // An answer was sent, and no response came.
   #deliveredText = ""; // What the daemon took of the words typed here.
 
   /**
-   * @param {object} item  a pending item of the snapshot
+   * @param {any} item  a pending item of the snapshot
    * @param {Page & {onChange: () => void}} page  onChange: after the card settled or was put away
    * @param {"whole" | "unreadable"} [form]  what cannot be shown can only be denied
    */
-  constructor(item, { arming, still, clock, onChange }, form = "whole") {
+  constructor(item, page, form = "whole") {
     this.#item = item;
-    this.#arming = arming;
-    this.#still = still;
-    this.#onChange = onChange;
+    this.#page = page;
     this.#isReadable = form === "whole";
     const view = this.#isReadable ? viewOf(item) : unreadable;
     const isStop = item.kind !== "permission";
@@ -68,6 +79,8 @@ export class Card {
     const rules = this.#isReadable ? rememberedBy(item).flatMap((rule) => rule.entries) : [];
     const asksHidden = anyHides(texts);
     this.#hidesSomething = asksHidden || anyHides([view.claim, project, tool, item.client, ...rules]);
+    const isPreview = item.truncated === true;
+    this.#isDoubtful = this.#hidesSomething || isPreview;
 
     const title = element("h3", { class: "what", id: `item-${item.id}` });
     const add = (className, text, tip) =>
@@ -81,14 +94,15 @@ export class Card {
       element("header", { class: "card-head" }, title, this.#left),
       element("div", { class: "bar" }, this.#fill),
       asked(view.blocks),
-      ...(this.#hidesSomething ? [warning(asksHidden, view)] : []),
+      ...(isPreview ? [warning(previewText)] : []),
+      ...(this.#hidesSomething ? [warning(hiddenText(asksHidden, view))] : []),
       ...(view.claim ? [claimView(view.claim)] : []),
       this.#actions,
       this.#problem,
     );
     if (isStop) this.#offerReply();
     else this.#offerAnswers();
-    this.tick(clock.now());
+    this.tick(page.clock.now());
   }
 
   get id() {
@@ -116,7 +130,7 @@ export class Card {
   end(height) {
     this.#hasEnded = true;
     if (this.#phase !== "waiting") return;
-    this.#settle(this.#mayHaveArrived ? endedSomehow : endedElsewhere, height);
+    this.#settle(this.#mayHaveArrived ? this.#page.unconfirmed : endedElsewhere, height);
   }
 
   // What can be done, in place of what could be done before.
@@ -126,7 +140,7 @@ export class Card {
       this.#actions.replaceChildren(...children);
       setText(this.#problem, "");
     };
-    if (this.element.isConnected) this.#still.during(change);
+    if (this.element.isConnected) this.#page.still.during(change);
     else change();
   }
 
@@ -136,7 +150,7 @@ export class Card {
     if (!this.#isReadable) return this.#offer("is-answers", deny);
     const buttons = [deny];
     if (canAlways(this.#item)) buttons.push(this.#armed("總是允許…", "always", () => this.#offerAlways()));
-    buttons.push(this.#approving("允許", this.#hidesSomething ? "tinted" : "filled", { action: "allow" }));
+    buttons.push(this.#approving("允許", this.#isDoubtful ? "tinted" : "filled", { action: "allow" }));
     this.#offer("is-answers", ...buttons);
   }
 
@@ -182,7 +196,7 @@ export class Card {
     const send = button("送出", "send", sendReply);
     send.disabled = true;
     reply.addEventListener("input", () => (send.disabled = isBlank()));
-    this.#offer("is-reply", reply, send);
+    this.#offer("is-reply", reply, element("span", { class: "caption" }, "送出後 agent 會接著做。"), send);
   }
 
   #approving(text, className, answer) {
@@ -192,7 +206,7 @@ export class Card {
   #armed(text, className, act) {
     const armed = button(text, className, () => {});
     armed.setAttribute("aria-describedby", `item-${this.id}`);
-    this.#arming.guard(armed, act);
+    this.#page.arming.guard(armed, act);
     return armed;
   }
 
@@ -200,29 +214,24 @@ export class Card {
     if (this.#phase !== "waiting") return;
     this.#phase = "sending";
     this.element.classList.add("is-sending");
-    const response = await request("POST", "/answer", { id: this.#item.id, ...answer }).catch(() => undefined);
+    const outcome = await this.#page.answer(this.#item, answer);
     this.element.classList.remove("is-sending");
     this.#phase = "waiting";
-    if (response?.ok) {
-      this.#deliveredText = answer.message ?? answer.text ?? "";
+    this.#mayHaveArrived ||= outcome.is === "unknown" || outcome.is === "unconfirmed";
+    if (outcome.is === "done") {
+      this.#deliveredText = "message" in answer ? answer.message : "text" in answer ? answer.text : "";
       this.#settle(outcomes.get(answer.action));
-    } else if (response?.status === 404) {
-      this.#settle(this.#mayHaveArrived ? endedSomehow : (response.value?.error ?? endedElsewhere));
+    } else if (outcome.is === "over" || outcome.is === "unconfirmed") {
+      this.#settle(this.#mayHaveArrived || outcome.is === "unconfirmed" ? this.#page.unconfirmed : outcome.text);
     } else {
-      this.#mayHaveArrived ||= !response;
       if (this.#hasEnded) return this.end();
-      this.#still.during(() =>
-        setText(
-          this.#problem,
-          response ? "Tamsell 沒有接受這個回答，請重新載入這一頁。" : "沒有收到回音，不確定有沒有送到。請再試一次。",
-        ),
-      );
+      this.#page.still.during(() => setText(this.#problem, outcome.text));
     }
   }
 
   #settle(text, height = this.element.offsetHeight) {
-    this.#still.during(() => this.#showSettled(text, height));
-    this.#onChange();
+    this.#page.still.during(() => this.#showSettled(text, height));
+    this.#page.onChange();
   }
 
   #showSettled(text, height) {
@@ -249,9 +258,9 @@ export class Card {
   }
 
   #putAway() {
-    this.#still.during(() => {
+    this.#page.still.during(() => {
       this.element.remove();
-      this.#onChange();
+      this.#page.onChange();
     });
   }
 }
@@ -290,12 +299,14 @@ function claimView(claim) {
   return element("p", { class: "claim" }, label, element("span", { class: "outside", dir: "ltr" }, inOneLine(claim)));
 }
 
-function warning(asksHidden, view) {
-  const text = !asksHidden
-    ? "有看不見的控制字元，已經標出來。"
-    : view.isCommand
-      ? "指令裡有看不見的控制字元，已經標出來。畫面上的順序就是實際執行的順序。"
-      : "內容裡有看不見的控制字元，已經標出來。";
+function hiddenText(asksHidden, view) {
+  if (!asksHidden) return "有看不見的控制字元，已經標出來。";
+  return view.isCommand
+    ? "指令裡有看不見的控制字元，已經標出來。畫面上的順序就是實際執行的順序。"
+    : "內容裡有看不見的控制字元，已經標出來。";
+}
+
+function warning(text) {
   return element("p", { class: "warning" }, icon(warningTriangle, true), text);
 }
 

@@ -1,4 +1,5 @@
 /** Connects the parts of the page with the daemon's state. */
+import { sendAnswer } from "./api.js";
 import { Arming } from "./arming.js";
 import { part } from "./dom.js";
 import { Events } from "./events.js";
@@ -17,7 +18,13 @@ const arming = new Arming(part("cards", HTMLElement));
 const still = new Still(part("filler", HTMLElement), () => arming.check());
 const clock = new ServerClock();
 const header = new Header();
-const waiting = new Waiting({ arming, still, clock });
+const waiting = new Waiting({
+  arming,
+  still,
+  clock,
+  answer: sendAnswer,
+  unconfirmed: "已經結束；不確定是不是你的回答",
+});
 const sessions = new Sessions();
 const phones = new Phones({ still, clock });
 const events = new Events();
