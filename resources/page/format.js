@@ -42,6 +42,7 @@ export function shortPath(path) {
   return path.replace(/^(?:\/home\/[^/]+|\/Users\/[^/]+|\/root)(?=\/|$)/, "~");
 }
 
-function two(number) {
+/** "07". @param {number} number */
+export function two(number) {
   return String(number).padStart(2, "0");
 }
