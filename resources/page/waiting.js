@@ -11,14 +11,21 @@ export class Waiting {
   #heading = part("waiting-heading", HTMLElement);
   #cards = new Map();
   #page;
+  #timer;
   #isShowing = false;
 
   /** @param {import("./card.js").Page} page */
   constructor(page) {
     this.#page = page;
     this.#putAwayAll.addEventListener("click", () => this.#removeSettled());
-    setInterval(() => this.#tick(), 1000);
+    this.#timer = setInterval(() => this.#tick(), 1000);
     document.addEventListener("visibilitychange", () => this.#tick());
+  }
+
+  /** The list is taken from the page. */
+  end() {
+    clearInterval(this.#timer);
+    this.#cards.clear();
   }
 
   /** @param {object[]} pending  of the snapshot, in order of arrival */

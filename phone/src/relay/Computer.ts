@@ -159,7 +159,7 @@ export class Computer {
   async #open(frame: Frame): Promise<void> {
     let message: Message;
     try {
-      message = await this.#road.open(frame);
+      message = await this.#road.open({ n: frame.n, c: frame.c });
     } catch (error) {
       if (!(error instanceof RefusedMessage)) throw error;
       if (error.refusal === "stale" && this.connection !== "online") this.#is("clocksApart");

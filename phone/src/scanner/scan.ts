@@ -64,7 +64,7 @@ async function look(video: HTMLVideoElement, read: Read, isOver: () => boolean):
 }
 
 async function systemReader(): Promise<Read | undefined> {
-  const formats = await window.BarcodeDetector?.getSupportedFormats().catch(() => []);
+  const formats = await window.BarcodeDetector?.getSupportedFormats().catch((): string[] => []);
   if (!window.BarcodeDetector || !formats?.includes("qr_code")) return undefined;
   const reader = new window.BarcodeDetector({ formats: ["qr_code"] });
   return async (video) => (await reader.detect(video))[0]?.rawValue;

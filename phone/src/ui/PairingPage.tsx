@@ -1,3 +1,4 @@
+import type { ComponentChildren } from "preact";
 import { useRef, useState } from "preact/hooks";
 
 import type { Invite } from "../crypto/pairingKeys";
@@ -209,33 +210,39 @@ function LinkForm({ problem, onLink, onCancel }: LinkFormProperties) {
   );
 }
 
-const promises: [text: string, ...paths: string[]][] = [
+const promises: [text: string, drawing: ComponentChildren][] = [
   [
     "內容全程端對端加密，中繼看不到。",
-    "M10 2.2 16.2 4.4v4.9c0 4-2.6 6.9-6.2 8.5-3.6-1.6-6.2-4.5-6.2-8.5V4.4z",
-    "M7.4 9.3h5.2v3.9H7.4zM8.4 9.3V7.9a1.6 1.6 0 0 1 3.2 0v1.4",
+    <>
+      <path d="M10 2.25 16.25 4.5v5c0 3.9-2.5 6.8-6.25 8.25C6.25 16.3 3.75 13.4 3.75 9.5v-5z" />
+      <rect x="7.25" y="9.25" width="5.5" height="4" rx="0.9" class="solid" />
+      <path d="M8.4 9.25V7.9a1.6 1.6 0 0 1 3.2 0v1.35" stroke-width="1.25" />
+    </>,
   ],
   [
     "這支手機有自己的金鑰，只存在這個瀏覽器裡。清除網站資料就要重新配對。",
-    "M7.2 2.5h5.6a1.5 1.5 0 0 1 1.5 1.5v12a1.5 1.5 0 0 1-1.5 1.5H7.2A1.5 1.5 0 0 1 5.7 16V4a1.5 1.5 0 0 1 1.5-1.5z",
-    "M9 15h2",
+    <>
+      <rect x="5.75" y="2.25" width="8.5" height="15.5" rx="2.25" />
+      <path d="M9 15h2" />
+    </>,
   ],
   [
     "邀請只能用一次，10 分鐘內有效。失效了就在電腦上換一個 QR code。",
-    "M10 2.5a7.5 7.5 0 1 1 0 15 7.5 7.5 0 0 1 0-15z",
-    "M7.8 7.9a2.2 2.2 0 1 1 3.3 1.9c-.7.4-1.1.9-1.1 1.7M10 14v.1",
+    <>
+      <circle cx="10" cy="10" r="7.25" />
+      <path d="M7.9 8.1a2.1 2.1 0 1 1 3.2 1.8c-.75.45-1.1.85-1.1 1.6" />
+      <circle cx="10" cy="13.9" r="0.9" class="solid" />
+    </>,
   ],
 ];
 
 function Promises() {
   return (
     <ul class="frame promises">
-      {promises.map(([text, ...paths]) => (
+      {promises.map(([text, drawing]) => (
         <li key={text}>
           <svg class="icon" viewBox="0 0 20 20" aria-hidden="true">
-            {paths.map((d) => (
-              <path d={d} key={d} />
-            ))}
+            {drawing}
           </svg>
           {text}
         </li>
