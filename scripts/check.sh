@@ -20,11 +20,12 @@ fi
 echo "== format"
 git ls-files -z '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run --Werror || complain "run clang-format"
 
-git ls-files -z '*.js' '*.mjs' '*.css' | xargs -0 -r tests/page/node_modules/.bin/prettier --check --log-level=warn ||
+git ls-files -z '*.js' '*.mjs' '*.ts' '*.tsx' '*.css' | xargs -0 -r tests/page/node_modules/.bin/prettier --check --log-level=warn ||
   complain "run tests/page/node_modules/.bin/prettier --write on these"
 
 echo "== types of the page"
 tests/page/node_modules/.bin/tsc -p resources/page/jsconfig.json || complain "the page's types do not fit"
+phone/node_modules/.bin/tsc -p phone || complain "the phone page's types do not fit"
 
 echo "== folder arrows"
 python3 scripts/arrows.py || complain "an include goes against the folders' arrows"

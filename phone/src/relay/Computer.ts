@@ -13,14 +13,7 @@ import type { ComputerState } from "./state";
  * is not there; `silent`: the computer is there and has not told its state yet; `clocksApart`: it has, and the two
  * clocks are further apart than messages may be old; `online`; `removed`: the computer has removed this phone.
  */
-export type Connection =
-  | "connecting"
-  | "relayLost"
-  | "computerAway"
-  | "silent"
-  | "clocksApart"
-  | "online"
-  | "removed";
+export type Connection = "connecting" | "relayLost" | "computerAway" | "silent" | "clocksApart" | "online" | "removed";
 
 /** `wasRepeated`: it was sent once more, so that what is said of it may be an effect of the first time. */
 export type Reply =

@@ -10,9 +10,7 @@ export function ThisPhone({ name, forget }: { name: string; forget: () => void }
       {isAsking ? (
         <div role="alertdialog" aria-labelledby="forget-title" aria-describedby="forget-text">
           <h2 id="forget-title">取消這支手機的配對？</h2>
-          <p id="forget-text">
-            這裡的金鑰會刪掉，不會再收到問題。電腦的手機列表裡還會有它，要在電腦上移除。
-          </p>
+          <p id="forget-text">這裡的金鑰會刪掉，不會再收到問題。電腦的手機列表裡還會有它，要在電腦上移除。</p>
           <div class="buttons">
             <button type="button" autoFocus onClick={() => setAsking(false)} ref={(button) => button?.focus()}>
               保留

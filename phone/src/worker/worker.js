@@ -4,7 +4,12 @@ const shell = /* shell */ [];
 const name = `shell ${shell.join(" ")}`;
 addEventListener("install", (event) => {
   const files = shell.map((path) => new Request(path, { cache: "reload" }));
-  event.waitUntil(caches.open(name).then((cache) => cache.addAll(files)).then(() => skipWaiting()));
+  event.waitUntil(
+    caches
+      .open(name)
+      .then((cache) => cache.addAll(files))
+      .then(() => skipWaiting()),
+  );
 });
 addEventListener("activate", (event) => {
   const drop = async () => {
