@@ -52,7 +52,8 @@ bool AddressBudgets::isEmpty(const std::string& address, Moment now) {
 void AddressBudgets::makeRoom(Moment now) {
     for (auto at = m_budgets.begin(); at != m_budgets.end();)
         at = at->second.isFull(now) ? m_budgets.erase(at) : std::next(at);
-    // A flood from more addresses than that: any of them, so that the table stays bounded.
-    while (m_budgets.size() >= m_maximum)
+    // A flood from more addresses than that: any of them, so that the table stays bounded, and
+    // many, so that not every address of the flood has all others looked at.
+    while (m_budgets.size() > m_maximum - m_maximum / 16 - 1)
         m_budgets.erase(m_budgets.begin());
 }
