@@ -18,7 +18,9 @@ namespace {
 constexpr int version = 1;
 
 // FULL: a phone's admission that is lost with the power is a phone that has to be paired again.
-constexpr const char* settings = "PRAGMA journal_mode = WAL;"
+// Who backs the file up may hold it for a moment.
+constexpr const char* settings = "PRAGMA busy_timeout = 1000;"
+                                 "PRAGMA journal_mode = WAL;"
                                  "PRAGMA synchronous = FULL;"
                                  "PRAGMA foreign_keys = ON;"
                                  "PRAGMA trusted_schema = OFF;";
@@ -103,6 +105,9 @@ class SQLiteStore::Database {
         if (sqlite3_exec(m_database.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
             fail();
     }
+
+    /// Also when SQLite has done so itself, as it does when the disk is full.
+    void rollBack() { sqlite3_exec(m_database.get(), "ROLLBACK", nullptr, nullptr, nullptr); }
 
     [[nodiscard]] bool hasChanged() const { return sqlite3_changes(m_database.get()) > 0; }
 
@@ -192,7 +197,7 @@ void SQLiteStore::removeDevices(std::string_view channel, std::span<const std::s
                 .next();
         m_database->run("COMMIT");
     } catch (...) {
-        m_database->run("ROLLBACK");
+        m_database->rollBack();
         throw;
     }
 }
