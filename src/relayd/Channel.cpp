@@ -114,6 +114,9 @@ void Channel::sync(const JSONObject& message) {
     for (const auto& [device, admission] : m_admissions)
         if (!listed.contains(device))
             dropped.push_back(device);
+    for (const std::string& device : m_undeleted)
+        if (!listed.contains(device))
+            dropped.push_back(device);
     remove(dropped);
 }
 
@@ -148,6 +151,11 @@ void Channel::addDevice(const JSONObject& message) {
         return refuse(*m_computer, "the device could not be stored");
     }
     ++m_environment.metrics.devicesAdded;
+    m_undeleted.erase(device.id);
+    // Who is here by a token that is none any more has to go.
+    if (const auto known = m_admissions.find(device.id);
+        known != m_admissions.end() && known->second != device.admission && disconnect(device.id))
+        tellPeers();
     m_admissions.insert_or_assign(device.id, device.admission);
     if (const auto used = m_invites.find(frames::textOf(message, "invite"));
         used != m_invites.end())
@@ -162,8 +170,12 @@ void Channel::remove(const std::vector<std::string>& devices) {
         return;
     try {
         m_environment.store.removeDevices(m_name, devices);
+        for (const std::string& device : devices)
+            m_undeleted.erase(device);
     } catch (const std::runtime_error& failure) {
-        // They are not admitted while this runs; the computer's next "sync" removes them for good.
+        // They are not admitted from now on; the computer's next "sync" removes them for good, and
+        // it comes before anything else when somebody is admitted by what the store still has.
+        m_undeleted.insert(devices.begin(), devices.end());
         ++m_environment.metrics.storeFailures;
         m_environment.log(failure.what());
         refuse(*m_computer, "the device could not be removed from the disk");
@@ -171,14 +183,20 @@ void Channel::remove(const std::vector<std::string>& devices) {
     bool wasOnline = false;
     for (const std::string& device : devices) {
         m_admissions.erase(device);
-        const auto [first, last] = m_phones.equal_range(device);
-        wasOnline = wasOnline || first != last;
-        for (auto at = first; at != last; ++at)
-            at->second->close(CloseCode::removed);
-        m_phones.erase(first, last);
+        m_posts.erase(device);
+        wasOnline = disconnect(device) || wasOnline;
     }
     if (wasOnline)
         tellPeers();
+}
+
+bool Channel::disconnect(const std::string& device) {
+    const auto [first, last] = m_phones.equal_range(device);
+    const bool wasOnline = first != last;
+    for (auto at = first; at != last; ++at)
+        at->second->close(CloseCode::removed);
+    m_phones.erase(first, last);
+    return wasOnline;
 }
 
 bool Channel::toPhone(std::string_view kind, const JSONObject& message) {
@@ -248,6 +266,11 @@ void Channel::takeFromPhone(const std::string& device, Listener& phone, std::str
     if (!hasComputer())
         return refuse(phone, "the computer is not connected");
     tellComputer(frames::fromPhone(device, *sealed));
+}
+
+bool Channel::mayPost(const std::string& device, Moment now) {
+    const Budget whole(limits::phoneMessages, limits::phoneMessagesPerSecond, now);
+    return m_posts.try_emplace(device, whole).first->second.spend(now);
 }
 
 void Channel::pairingJoined(const std::string& device, Listener& phone) {

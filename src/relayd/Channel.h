@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/JSONValue.h"
+#include "relayd/Budget.h"
 #include "relayd/Listener.h"
 #include "relayd/Metrics.h"
 #include "relayd/Store.h"
@@ -46,6 +47,8 @@ class Channel {
     void phoneJoined(const std::string& device, Listener& phone);
     void phoneLeft(const std::string& device, const Listener& phone);
     void takeFromPhone(const std::string& device, Listener& phone, std::string_view text);
+    /// Spends one of the messages that the phone may post.
+    [[nodiscard]] bool mayPost(const std::string& device, Moment now);
 
     void pairingJoined(const std::string& device, Listener& phone);
     void pairingLeft(const std::string& device, const Listener& phone);
@@ -61,6 +64,8 @@ class Channel {
     void invite(const JSONObject& message);
     void addDevice(const JSONObject& message);
     void remove(const std::vector<std::string>& devices);
+    /// Whether any was there.
+    bool disconnect(const std::string& device);
     /// Whether anybody heard it.
     bool toPhone(std::string_view kind, const JSONObject& message);
     void fanOut(std::string_view kind, const JSONObject& message);
@@ -74,7 +79,9 @@ class Channel {
     const Environment& m_environment;
     const std::string m_tokenHash;
     std::map<std::string, std::string, std::less<>> m_admissions; // By phone.
-    std::map<std::string, double, std::less<>> m_invites;         // By hash; when each expires.
+    std::set<std::string, std::less<>> m_undeleted; // Phones that the store has still to remove.
+    std::map<std::string, Budget> m_posts;          // By phone.
+    std::map<std::string, double, std::less<>> m_invites; // By hash; when each expires.
     Listener* m_computer = nullptr;
     Listeners m_phones;
     Listeners m_pairing;

@@ -3,7 +3,9 @@
 #include <array>
 #include <utility>
 
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/span_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
@@ -20,6 +22,7 @@ namespace {
 
 constexpr const char* plainText = "text/plain; charset=utf-8";
 constexpr const char* jsonType = "application/json";
+constexpr const char* webSocketVersion = "13";
 
 // The page is its own files and nothing else, may ask nobody but this relay, and sits in no frame.
 constexpr std::array<std::pair<const char*, const char*>, 6> securityHeaders{
@@ -40,7 +43,19 @@ std::string_view viewOf(beast::string_view text) {
 IPAddress addressOf(const asio::ip::tcp::socket& socket) {
     error_code error;
     const auto address = socket.remote_endpoint(error).address();
-    return IPAddress::parse(address.to_string()).value_or(IPAddress(IPAddress::Bytes()));
+    return IPAddress(
+        address.is_v4() ? asio::ip::make_address_v6(asio::ip::v4_mapped, address.to_v4()).to_bytes()
+                        : address.to_v6().to_bytes());
+}
+
+// Whether a proxy in front has read the same length (RFC 9112 section 6.3) and host.
+bool isUnambiguous(const http::request<http::string_body>& request) {
+    const bool isNew = request.version() >= 11;
+    const std::size_t codings = request.count(http::field::transfer_encoding);
+    if (isNew ? request.count(http::field::host) != 1 : codings > 0)
+        return false;
+    return codings == 0 ||
+           (codings == 1 && beast::iequals(request[http::field::transfer_encoding], "chunked"));
 }
 
 } // namespace
@@ -54,6 +69,7 @@ HTTPSession::HTTPSession(asio::ip::tcp::socket socket, Services& services)
 }
 
 HTTPSession::~HTTPSession() {
+    countContent(0);
     m_services.sessions.erase(this);
 }
 
@@ -67,7 +83,11 @@ void HTTPSession::start() {
 void HTTPSession::drain() {
     // One that has been asked something still answers it.
     if (m_isWaiting)
-        hangUp();
+        vanish();
+}
+
+void HTTPSession::vanish() {
+    m_stream.close();
 }
 
 void HTTPSession::readHeader() {
@@ -75,25 +95,34 @@ void HTTPSession::readHeader() {
     m_parser.emplace();
     m_parser->header_limit(limits::header);
     m_parser->body_limit(limits::phoneFrame);
-    http::async_read_header(
-        m_stream, m_buffer, *m_parser, [self = shared_from_this()](error_code error, std::size_t) {
-            self->m_isWaiting = false;
-            if (!error)
-                self->takeHeader();
-            else if (error == http::error::header_limit)
-                self->respond(431, {}, "");
-            else if (error == http::error::body_limit)
-                self->respond(413, {}, "");
-            else if (error.category() ==
-                         http::make_error_code(http::error::bad_method).category() &&
-                     error != http::error::end_of_stream)
-                self->refuse(Refusal::badRequest);
-        });
+    http::async_read_header(m_stream, m_buffer, *m_parser,
+                            [self = shared_from_this()](error_code error, std::size_t) {
+                                self->m_isWaiting = false;
+                                if (!error)
+                                    self->takeHeader();
+                                else
+                                    self->refuseUnreadable(error);
+                            });
+}
+
+void HTTPSession::refuseUnreadable(error_code error) {
+    m_isLast = true;
+    if (error == http::error::header_limit)
+        respond(431, {}, "");
+    else if (error == http::error::body_limit)
+        respond(413, {}, "");
+    else if (error.category() == http::make_error_code(http::error::bad_method).category() &&
+             error != http::error::end_of_stream)
+        refuse(Refusal::badRequest);
 }
 
 void HTTPSession::takeHeader() {
     const Request& request = m_parser->get();
     const std::string_view target = viewOf(request.target());
+    if (!isUnambiguous(request)) {
+        m_isLast = true;
+        return refuse(Refusal::badRequest);
+    }
     if (target.starts_with("/ws/"))
         return admitWebSocket();
     if (target.starts_with("/api/"))
@@ -110,14 +139,23 @@ void HTTPSession::takeHeader() {
 
 void HTTPSession::admitWebSocket() {
     const Request& request = m_parser->get();
-    if (isBarred())
-        return;
     const auto credentials = webSocketCredentials(viewOf(request.target()));
-    if (!credentials || !beast::websocket::is_upgrade(request))
+    if (credentials && credentials->role != Credentials::Role::computer &&
+        request.find(http::field::upgrade) == request.end())
+        return tellAdmission(*credentials);
+    // What is behind the header would have been sent before the answer, and would be lost.
+    if (!credentials || !beast::websocket::is_upgrade(request) || m_buffer.size() > 0 ||
+        !m_parser->is_done() || request.count(http::field::sec_websocket_key) != 1) {
+        m_isLast = true;
         return refuse(Refusal::badRequest);
-    switch (m_services.hub.admit(*credentials, [this] { return mayRegister(); })) {
+    }
+    if (viewOf(request[http::field::sec_websocket_version]) != webSocketVersion)
+        return respond(426, {}, "");
+    if (m_services.isDraining)
+        return refuse(Refusal::unavailable);
+    switch (m_services.hub.admit(*credentials, [this] { return !isBarred() && mayRegister(); })) {
     case Admission::unauthorized:
-        return refuse(Refusal::unauthorized);
+        return refuse(isBarred() ? Refusal::tooManyRequests : Refusal::unauthorized);
     case Admission::tooManyRequests:
         return refuse(Refusal::tooManyRequests);
     case Admission::unavailable:
@@ -133,37 +171,73 @@ void HTTPSession::admitWebSocket() {
         ->start(request);
 }
 
+// A browser does not tell a page why its WebSocket was refused, so a page asks without one.
+void HTTPSession::tellAdmission(const Credentials& credentials) {
+    switch (m_services.hub.admit(credentials, [] { return false; })) {
+    case Admission::admitted:
+        return respond(426, {}, "");
+    case Admission::unavailable:
+        return refuse(Refusal::unavailable);
+    default:
+        return refuse(isBarred() ? Refusal::tooManyRequests : Refusal::unauthorized);
+    }
+}
+
 void HTTPSession::readMessage() {
-    if (isBarred())
-        return;
     const Request& request = m_parser->get();
     const auto credentials =
         messagesCredentials(viewOf(request.target()), viewOf(request[http::field::authorization]));
     if (!credentials)
         return refuse(Refusal::badRequest);
     // Before the body: nobody else's is read.
-    const auto admission = m_services.hub.admit(*credentials, [] { return false; });
-    if (admission != Admission::admitted)
-        return refuse(admission == Admission::unavailable ? Refusal::unavailable
-                                                          : Refusal::unauthorized);
+    if (const auto refusal = refusalOf(*credentials))
+        return refuse(*refusal);
+    countContent(m_parser->content_length().value_or(limits::phoneFrame));
+    if (m_content > limits::alwaysBorne &&
+        m_services.metrics.receivedInPartBytes > limits::receivedInPart)
+        return refuse(Refusal::unavailable);
     m_stream.expires_after(limits::request);
     http::async_read(
         m_stream, m_buffer, *m_parser,
         [self = shared_from_this(), credentials = *credentials](error_code error, std::size_t) {
+            self->countContent(0);
             if (!error)
                 self->carryMessage(credentials);
-            else if (error == http::error::body_limit)
-                self->respond(413, {}, "");
+            else
+                self->refuseUnreadable(error);
         });
 }
 
+std::optional<HTTPSession::Refusal> HTTPSession::refusalOf(const Credentials& credentials) {
+    if (m_services.isDraining)
+        return Refusal::unavailable;
+    switch (m_services.hub.admit(credentials, [] { return false; })) {
+    case Admission::admitted:
+        return std::nullopt;
+    case Admission::unavailable:
+        return Refusal::unavailable;
+    default:
+        return isBarred() ? Refusal::tooManyRequests : Refusal::unauthorized;
+    }
+}
+
+void HTTPSession::countContent(std::size_t bytes) {
+    m_services.metrics.receivedInPartBytes += bytes - m_content;
+    m_content = bytes;
+}
+
 void HTTPSession::carryMessage(const Credentials& credentials) {
+    // The phone may have been removed meanwhile.
+    if (const auto refusal = refusalOf(credentials))
+        return refuse(*refusal);
     const auto message = frames::parse(m_parser->get().body());
     const auto sealed = message ? frames::Sealed::of(*message) : std::nullopt;
     if (!sealed)
         return refuse(Refusal::badRequest);
     if (!m_services.hub.hasComputer(credentials.channel))
         return respond(503, R"({"error":"the computer is not connected"})", jsonType);
+    if (!m_services.hub.mayPost(credentials, now()))
+        return refuse(Refusal::tooManyRequests);
     m_stream.expires_never();
     auto count = std::move(*m_count);
     m_count.reset();
@@ -178,15 +252,18 @@ void HTTPSession::serveFile() {
     const StaticFiles::File* const file = m_services.page.find(target.substr(0, target.find('?')));
     if (!file)
         return respond(404, "Not found\n", plainText);
-    const bool isKnown = viewOf(request[http::field::if_none_match]) == file->tag;
-    http::response<http::string_body> response(
+    // A list, or a weak one (RFC 9110 section 13.1.2): with its quotes a tag is in no other.
+    const std::string_view known = viewOf(request[http::field::if_none_match]);
+    const bool isKnown = known == "*" || known.find(file->tag) != std::string_view::npos;
+    // Not a copy: the page lives longer.
+    http::response<http::span_body<const char>> response(
         isKnown ? http::status::not_modified : http::status::ok, request.version());
     response.set(http::field::etag, file->tag);
     response.set(http::field::cache_control,
                  file->isImmutable ? "public, max-age=31536000, immutable" : "no-cache");
     if (!isKnown) {
         response.set(http::field::content_type, file->type);
-        response.body() = file->content;
+        response.body() = {file->content.data(), file->content.size()};
     }
     write(std::move(response));
 }
@@ -201,6 +278,11 @@ void HTTPSession::respond(unsigned status, std::string content, std::string_view
         response.set(http::field::retry_after, "30");
     if (status == 401)
         response.set(http::field::www_authenticate, "Bearer");
+    if (status == 405)
+        response.set(http::field::allow,
+                     viewOf(m_parser->get().target()).starts_with("/api/") ? "POST" : "GET, HEAD");
+    if (status == 426)
+        response.set(http::field::sec_websocket_version, webSocketVersion);
     response.body() = std::move(content);
     write(std::move(response));
 }
@@ -211,16 +293,23 @@ void HTTPSession::write(Message message) {
     for (const auto& [name, value] : securityHeaders)
         message.set(name, value);
     const Request& request = m_parser->get();
-    message.keep_alive(request.keep_alive() && m_parser->is_done());
-    message.prepare_payload();
+    message.keep_alive(request.keep_alive() && m_parser->is_done() && !m_isLast &&
+                       !m_services.isDraining);
+    // One that has no content says nothing of its length (RFC 9110 section 8.6).
+    if (message.result() != http::status::not_modified)
+        message.prepare_payload();
     if (request.method() == http::verb::head)
-        message.body().clear();
+        message.body() = {};
     const auto held = std::make_shared<Message>(std::move(message));
     m_stream.expires_after(limits::reply);
     http::async_write(m_stream, *held,
                       [self = shared_from_this(), held](error_code error, std::size_t) {
-                          if (error || held->need_eof() || !held->keep_alive())
+                          if (error)
+                              return;
+                          if (held->need_eof() || !held->keep_alive()) {
+                              self->m_stream.expires_after(limits::unwantedFor);
                               return self->hangUp();
+                          }
                           self->m_stream.expires_after(limits::keptAlive);
                           self->readHeader();
                       });
@@ -246,10 +335,7 @@ void HTTPSession::refuse(Refusal refusal) {
 }
 
 bool HTTPSession::isBarred() {
-    if (!m_services.refusals.isEmpty(client().subscriber(), now()))
-        return false;
-    refuse(Refusal::tooManyRequests);
-    return true;
+    return m_services.refusals.isEmpty(client().subscriber(), now());
 }
 
 bool HTTPSession::mayRegister() {
@@ -274,6 +360,15 @@ bool HTTPSession::isLocal() const {
 
 void HTTPSession::hangUp() {
     error_code ignored;
-    m_stream.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    m_stream.close();
+    if (m_unwanted == 0)
+        m_stream.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    m_buffer.clear();
+    m_stream.async_read_some(m_buffer.prepare(limits::header),
+                             [self = shared_from_this()](error_code error, std::size_t count) {
+                                 self->m_unwanted += count;
+                                 if (error || self->m_unwanted > limits::unwanted)
+                                     self->m_stream.close();
+                                 else
+                                     self->hangUp();
+                             });
 }

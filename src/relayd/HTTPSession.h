@@ -22,6 +22,7 @@ class HTTPSession final : public Session, public std::enable_shared_from_this<HT
     void start();
 
     void drain() override;
+    void vanish() override;
 
   private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
@@ -30,18 +31,26 @@ class HTTPSession final : public Session, public std::enable_shared_from_this<HT
 
     void readHeader();
     void takeHeader();
+    /// Answers a request that could not be read.
+    void refuseUnreadable(boost::system::error_code error);
     void admitWebSocket();
+    void tellAdmission(const Credentials& credentials);
     void readMessage();
+    /// Why the phone may not post now.
+    [[nodiscard]] std::optional<Refusal> refusalOf(const Credentials& credentials);
     void carryMessage(const Credentials& credentials);
+    /// @param bytes of content that is being read
+    void countContent(std::size_t bytes);
     void serveFile();
     /// @param type of the content; "" for none
     void respond(unsigned status, std::string content, std::string_view type);
     void refuse(Refusal refusal);
-    /// Whether this address has been refused too often; it is refused then.
+    /// Whether this address has been refused too often.
     [[nodiscard]] bool isBarred();
     [[nodiscard]] bool mayRegister();
     [[nodiscard]] IPAddress client() const;
     [[nodiscard]] bool isLocal() const;
+    /// Reads what nobody wants until the peer hangs up, too.
     void hangUp();
     template <typename Message>
     void write(Message message);
@@ -52,5 +61,8 @@ class HTTPSession final : public Session, public std::enable_shared_from_this<HT
     IPAddress m_peer;
     boost::beast::flat_buffer m_buffer;
     std::optional<Parser> m_parser;
-    bool m_isWaiting = false; ///< between two requests
+    std::size_t m_content = 0;  ///< as counted
+    std::size_t m_unwanted = 0; ///< bytes that were read away
+    bool m_isWaiting = false;   ///< between two requests
+    bool m_isLast = false;      ///< whether the connection ends with the next answer
 };

@@ -91,7 +91,8 @@ bool isRight(const Channel& channel, const Credentials& credentials) {
     case Credentials::Role::computer:
         return channel.isComputersToken(credentials.token);
     case Credentials::Role::phone:
-        return channel.isDevicesToken(credentials.device, credentials.token);
+        return !credentials.token.empty() &&
+               channel.isDevicesToken(credentials.device, credentials.token);
     case Credentials::Role::pairing:
         return channel.isLiveInvite(credentials.token);
     }
@@ -162,4 +163,10 @@ bool Hub::hasComputer(std::string_view name) const {
     const auto known = m_channels.find(name);
     const auto channel = known == m_channels.end() ? nullptr : known->second.lock();
     return channel && channel->hasComputer();
+}
+
+bool Hub::mayPost(const Credentials& credentials, Moment now) {
+    const auto known = m_channels.find(credentials.channel);
+    const auto channel = known == m_channels.end() ? nullptr : known->second.lock();
+    return channel && channel->mayPost(credentials.device, now);
 }

@@ -46,6 +46,9 @@ class Hub {
     [[nodiscard]] std::unique_ptr<Place> join(const Credentials& credentials, Listener& listener);
     /// Whether a phone's message would find the computer.
     [[nodiscard]] bool hasComputer(std::string_view channel) const;
+    /// Whether an admitted phone may post one more message; it has then. Its connections have
+    /// budgets of their own.
+    [[nodiscard]] bool mayPost(const Credentials& credentials, Moment now);
 
   private:
     [[nodiscard]] std::shared_ptr<Channel> find(const std::string& name);

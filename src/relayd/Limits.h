@@ -25,6 +25,9 @@ inline constexpr std::size_t frameValues = 4000;
 /// Of frames that have come in part, of all together; beyond that, whoever sends a long one is
 /// closed. Anybody may be a computer, and begin a frame of 16 MiB.
 inline constexpr std::size_t receivedInPart = std::size_t{512} * 1024 * 1024;
+/// Whatever all together hold, one frame of so much is borne from and to everybody: nobody is
+/// closed for what others have sent or left.
+inline constexpr std::size_t alwaysBorne = std::size_t{64} * 1024;
 
 // Channels.
 
@@ -43,7 +46,8 @@ inline constexpr std::size_t listenersPerDevice = 8;
 inline constexpr double newChannels = 20;
 inline constexpr auto newChannelEvery = 5min;
 /// Refused handshakes of an address at once, and how long until it has one more: a removed phone
-/// asks every 30 seconds, and tokens cannot be guessed at any rate.
+/// asks every 30 seconds. Beyond that it is told to wait, and registers nothing; who is admitted
+/// gets in all the same, because a network has one address for many people.
 inline constexpr double refusals = 60;
 inline constexpr auto refusalEvery = 10s;
 /// Addresses that are remembered for that: some megabytes.
@@ -64,7 +68,7 @@ inline constexpr double computerMessagesPerSecond = 1000;
 inline constexpr std::size_t unsentToPhone = std::size_t{32} * 1024 * 1024;
 /// Unsent to a computer: many answers of phones, which are small.
 inline constexpr std::size_t unsentToComputer = std::size_t{8} * 1024 * 1024;
-/// Unsent to all together; beyond that whoever is sent more is closed.
+/// Unsent to all together; beyond that whoever has left something and is sent more is closed.
 inline constexpr std::size_t unsentToAll = std::size_t{512} * 1024 * 1024;
 
 // Connections.
@@ -75,12 +79,20 @@ inline constexpr std::size_t header = std::size_t{16} * 1024;
 inline constexpr auto request = 10s;
 /// Until an answer has been taken.
 inline constexpr auto reply = 30s;
+/// How much of what nobody wants to know is read behind a last answer, and how long: closing over
+/// it would reset the connection, and the peer might not see the answer (RFC 9112 section 9.6).
+inline constexpr std::size_t unwanted = std::size_t{1} * 1024 * 1024;
+inline constexpr auto unwantedFor = 2s;
 /// A connection kept for another request.
 inline constexpr auto keptAlive = 30s;
 /// From the first byte of a message to its last.
 inline constexpr auto message = 2min;
 /// From queueing a frame until it has been taken.
 inline constexpr auto delivery = 2min;
+/// From the decision to close a connection until it is closed, with all that was sent before.
+inline constexpr auto farewell = 30s;
+/// How often WebSockets are looked after for the deadlines above.
+inline constexpr auto look = 5s;
 /// Without a byte from the peer; at half of it the peer is asked whether it is there (RFC 6455
 /// section 5.5.2). Below what proxies and phone networks forget connections after.
 inline constexpr auto silence = 100s;

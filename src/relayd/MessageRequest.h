@@ -29,6 +29,7 @@ class MessageRequest final : public Listener,
     void send(Frame frame) override;
     void close(CloseCode code) override;
     void drain() override { close(CloseCode::goingAway); }
+    void vanish() override { end(); }
 
   private:
     void write();

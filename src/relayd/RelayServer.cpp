@@ -49,6 +49,7 @@ class RelayServer::Implementation {
                 drain();
         });
         accept();
+        look();
     }
 
     [[nodiscard]] std::uint16_t port() const { return m_acceptor.local_endpoint().port(); }
@@ -62,7 +63,7 @@ class RelayServer::Implementation {
   private:
     void accept() {
         m_acceptor.async_accept([this](error_code error, tcp::socket socket) {
-            if (error == asio::error::operation_aborted || m_isDraining)
+            if (error == asio::error::operation_aborted || m_services.isDraining)
                 return;
             if (error)
                 return acceptLater();
@@ -82,20 +83,34 @@ class RelayServer::Implementation {
         });
     }
 
+    void look() {
+        m_lookTimer.expires_after(limits::look);
+        m_lookTimer.async_wait([this](error_code) {
+            forEachSession([moment = now()](Session& session) { session.look(moment); });
+            look();
+        });
+    }
+
+    // A session that ends leaves the set.
+    template <typename Action>
+    void forEachSession(Action action) {
+        const auto sessions = m_services.sessions;
+        for (Session* const session : sessions)
+            if (m_services.sessions.contains(session))
+                action(*session);
+    }
+
     void drain() {
-        if (std::exchange(m_isDraining, true))
+        if (std::exchange(m_services.isDraining, true))
             return;
         logging::writeToStandardOutput("relay: stopping");
         error_code ignored;
         m_acceptor.close(ignored);
         m_signals.cancel(ignored);
-        // A session that ends leaves the set.
-        const auto sessions = m_services.sessions;
-        for (Session* const session : sessions)
-            if (m_services.sessions.contains(session))
-                session->drain();
+        forEachSession([](Session& session) { session.drain(); });
         m_timer.expires_after(limits::drain);
-        m_timer.async_wait([this](error_code) { m_context.stop(); });
+        m_timer.async_wait(
+            [this](error_code) { forEachSession([](Session& session) { session.vanish(); }); });
         awaitEnd();
     }
 
@@ -110,18 +125,18 @@ class RelayServer::Implementation {
     const StaticFiles m_page;
     Metrics m_metrics;
     Hub m_hub;
-    // Last: what waits in it refers to all others.
-    asio::io_context m_context{1};
-    tcp::acceptor m_acceptor{m_context};
-    asio::signal_set m_signals{m_context, SIGTERM, SIGINT};
-    asio::steady_timer m_timer{m_context};
-    asio::steady_timer m_endTimer{m_context};
     Services m_services{.options = m_options,
                         .context = m_context,
                         .hub = m_hub,
                         .metrics = m_metrics,
                         .page = m_page};
-    bool m_isDraining = false;
+    // Behind all that sessions refer to: those that are left end with it.
+    asio::io_context m_context{1};
+    tcp::acceptor m_acceptor{m_context};
+    asio::signal_set m_signals{m_context, SIGTERM, SIGINT};
+    asio::steady_timer m_timer{m_context};
+    asio::steady_timer m_endTimer{m_context};
+    asio::steady_timer m_lookTimer{m_context};
 };
 
 RelayServer::RelayServer(const RelayOptions& options, Store& store)

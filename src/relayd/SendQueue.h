@@ -20,16 +20,20 @@ class SendQueue {
     [[nodiscard]] bool push(Frame frame, Moment now) {
         const std::size_t size = frame->size();
         const bool isFull = m_bytes + size > m_most && m_bytes > 0;
-        const bool isLate = !m_frames.empty() && now - m_frames.front().since > limits::delivery;
         // One that reads everything is not to blame for the others.
-        const bool isOneOfMany =
-            !m_frames.empty() && m_metrics.unsentBytes + size > limits::unsentToAll;
-        if (isFull || isLate || isOneOfMany)
+        const bool isOneOfMany = (!m_frames.empty() || size > limits::alwaysBorne) &&
+                                 m_metrics.unsentBytes + size > limits::unsentToAll;
+        if (isFull || isLate(now) || isOneOfMany)
             return false;
         m_frames.push_back({std::move(frame), now});
         m_bytes += size;
         m_metrics.unsentBytes += size;
         return true;
+    }
+
+    /// Whether the peer has not taken the first in time.
+    [[nodiscard]] bool isLate(Moment now) const {
+        return !m_frames.empty() && now - m_frames.front().since > limits::delivery;
     }
 
     [[nodiscard]] bool empty() const { return m_frames.empty(); }

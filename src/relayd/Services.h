@@ -27,6 +27,10 @@ class Session {
     virtual ~Session() = default;
 
     virtual void drain() = 0;
+    /// Ends it without a word. It leaves the set of sessions some time later.
+    virtual void vanish() = 0;
+    /// Asked now and then: whether something takes too long.
+    virtual void look(Moment /*now*/) {}
 };
 
 /// What all connections share. Everything happens on the one thread that runs `context`.
@@ -39,6 +43,7 @@ struct Services {
     AddressBudgets refusals{limits::refusals, limits::refusalEvery, limits::addresses};
     AddressBudgets newChannels{limits::newChannels, limits::newChannelEvery, limits::addresses};
     std::set<Session*> sessions{}; ///< that are open
+    bool isDraining = false;       ///< whether nothing new is begun
 };
 
 /// Counts a connection for as long as it lives, whoever has it.

@@ -82,17 +82,20 @@ std::optional<Credentials> messagesCredentials(std::string_view target,
     constexpr std::string_view suffix = "/messages";
     // The scheme's letters in either case (RFC 9110 section 11.1).
     constexpr std::string_view scheme = "bearer ";
-    const bool isBearer =
-        authorization.size() > scheme.size() &&
-        std::ranges::equal(authorization.substr(0, scheme.size()), scheme, {},
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
-    if (!target.starts_with(prefix) || !target.ends_with(suffix) || !isBearer ||
+    if (!target.starts_with(prefix) || !target.ends_with(suffix) ||
         target.size() != prefix.size() + 2 * nameLength + 1 + suffix.size() ||
         target[prefix.size() + nameLength] != '/')
         return std::nullopt;
-    return checked(
-        {.role = Credentials::Role::phone,
-         .channel = std::string(target.substr(prefix.size(), nameLength)),
-         .device = std::string(target.substr(prefix.size() + nameLength + 1, nameLength)),
-         .token = std::string(authorization.substr(scheme.size()))});
+    const std::string_view channel = target.substr(prefix.size(), nameLength);
+    const std::string_view device = target.substr(prefix.size() + nameLength + 1, nameLength);
+    if (!isName(channel) || !isName(device))
+        return std::nullopt;
+    const bool isBearer =
+        std::ranges::equal(authorization.substr(0, scheme.size()), scheme, {},
+                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
+    const std::string_view token = isBearer ? authorization.substr(scheme.size()) : "";
+    return Credentials{.role = Credentials::Role::phone,
+                       .channel = std::string(channel),
+                       .device = std::string(device),
+                       .token = std::string(isToken(token) ? token : "")};
 }

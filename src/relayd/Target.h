@@ -21,8 +21,9 @@ struct Credentials {
 /// these.
 [[nodiscard]] std::optional<Credentials> webSocketCredentials(std::string_view target);
 
-/// Reads "/api/CHANNEL/DEVICE/messages"; the token comes from an "Authorization" header of the form
-/// "Bearer TOKEN" (RFC 6750 section 2.1). Nothing as above.
+/// Reads "/api/CHANNEL/DEVICE/messages". Nothing when it is none. The token comes from an
+/// "Authorization" header of the form "Bearer TOKEN" (RFC 6750 section 2.1), and is empty without
+/// one that could be right.
 [[nodiscard]] std::optional<Credentials> messagesCredentials(std::string_view target,
                                                              std::string_view authorization);
 

@@ -1,6 +1,6 @@
 #include "relayd/WebSocketSession.h"
 
-#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
 #include "relayd/Frames.h"
@@ -63,6 +63,9 @@ void WebSocketSession::start(const Request& request) {
     m_stream.read_message_max(0); // Counted here: a frame that is too long is not the end.
     m_stream.auto_fragment(false);
     m_stream.text(true);
+    m_stream.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
+        response.set(beast::http::field::server, "tamsell-relay");
+    }));
     m_stream.async_accept(request, [self = shared_from_this()](error_code error) {
         if (!error)
             self->opened();
@@ -73,16 +76,10 @@ void WebSocketSession::opened() {
     m_isOpen = true;
     if (m_isClosing)
         return sayGoodbye();
+    m_since = now();
     m_place = m_services.hub.join(m_credentials, *this);
     if (!m_place)
         return close(CloseCode::removed);
-    if (m_credentials.role == Credentials::Role::pairing) {
-        m_timer = std::make_unique<asio::steady_timer>(m_services.context, limits::pairing);
-        m_timer->async_wait([weak = weak_from_this()](error_code error) {
-            if (const auto self = weak.lock(); self && !error)
-                self->close(CloseCode::policyViolation);
-        });
-    }
     read();
 }
 
@@ -106,7 +103,7 @@ void WebSocketSession::hasRead(std::size_t count) {
         m_buffer.consume(m_buffer.size());
     }
     countHeld(m_buffer.size());
-    const bool isOneTooMany = m_held > limits::phoneFrame &&
+    const bool isOneTooMany = m_held > limits::alwaysBorne &&
                               m_services.metrics.receivedInPartBytes > limits::receivedInPart;
     if (m_discarded > limits::discarded || now() - m_messageSince > limits::message || isOneTooMany)
         return close(CloseCode::messageTooBig);
@@ -137,7 +134,7 @@ void WebSocketSession::takeMessage() {
 
 void WebSocketSession::pauseOrRead() {
     const auto pause = m_budget.owe(now());
-    if (pause.count() == 0 || m_credentials.role == Credentials::Role::pairing)
+    if (pause.count() == 0)
         return read();
     m_timer = std::make_unique<asio::steady_timer>(m_services.context, pause);
     m_timer->async_wait([self = shared_from_this()](error_code error) {
@@ -172,8 +169,9 @@ void WebSocketSession::write() {
 }
 
 void WebSocketSession::close(CloseCode code) {
-    if (std::exchange(m_isClosing, true))
+    if (m_isClosing)
         return;
+    beginToClose();
     m_code = code;
     if (m_isOpen && m_queue.empty())
         sayGoodbye();
@@ -184,9 +182,34 @@ void WebSocketSession::sayGoodbye() {
     m_stream.async_close(reason, [self = shared_from_this()](error_code) { self->end(); });
 }
 
-// Without a word, which a peer that does not read would not hear.
-void WebSocketSession::vanish() {
+// Who is going hears nothing more and is not there any more for the others. The place is given up
+// later: this may be a call of the channel's.
+void WebSocketSession::beginToClose() {
     m_isClosing = true;
+    m_since = now();
+    asio::post(m_services.context, [self = shared_from_this()] { self->m_place.reset(); });
+}
+
+void WebSocketSession::look(Moment now) {
+    if (!m_isOpen)
+        return; // The handshake has a deadline of its own.
+    if (m_isClosing) {
+        if (now - m_since > limits::farewell)
+            vanish();
+    } else if (m_queue.isLate(now)) {
+        ++m_services.metrics.slowReaders;
+        vanish();
+    } else if ((m_held > 0 || m_discarded > 0) && now - m_messageSince > limits::message) {
+        close(CloseCode::messageTooBig);
+    } else if (m_credentials.role == Credentials::Role::pairing &&
+               now - m_since > limits::pairing) {
+        close(CloseCode::policyViolation);
+    }
+}
+
+void WebSocketSession::vanish() {
+    if (!m_isClosing)
+        beginToClose();
     error_code ignored;
     m_stream.next_layer().close(ignored);
 }
@@ -196,4 +219,7 @@ void WebSocketSession::end() {
     m_timer.reset();
     m_place.reset();
     m_services.sessions.erase(this);
+    // A peer that only reads no more, or only writes no more, is gone as well.
+    error_code ignored;
+    m_stream.next_layer().close(ignored);
 }

@@ -29,6 +29,9 @@ class WebSocketSession final : public Listener,
     void send(Frame frame) override;
     void close(CloseCode code) override;
     void drain() override { close(CloseCode::goingAway); }
+    /// For a peer that does not read, which would not hear a word.
+    void vanish() override;
+    void look(Moment now) override;
 
   private:
     void opened();
@@ -39,7 +42,7 @@ class WebSocketSession final : public Listener,
     void countHeld(std::size_t bytes);
     void write();
     void sayGoodbye();
-    void vanish();
+    void beginToClose();
     void end();
     [[nodiscard]] std::size_t longestFrame() const;
 
@@ -51,7 +54,8 @@ class WebSocketSession final : public Listener,
     Budget m_budget;
     boost::beast::flat_buffer m_buffer;
     std::unique_ptr<Place> m_place;
-    std::unique_ptr<boost::asio::steady_timer> m_timer; // For what few connections need.
+    std::unique_ptr<boost::asio::steady_timer> m_timer; // Few connections need it.
+    Moment m_since;                                     ///< when it opened; then, began to close
     Moment m_messageSince;
     std::size_t m_discarded = 0;
     std::size_t m_held = 0; ///< of a message that has not ended

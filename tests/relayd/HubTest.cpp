@@ -182,6 +182,25 @@ TEST_F(HubTest, DevicesThatAreNotListedAreDropped) {
     mac.say(R"({"t":"removeDevice","device":)" + quoted('a') + "}");
     EXPECT_EQ(a.closed, CloseCode::removed);
     EXPECT_THAT(mac.heard(), Contains(testing::HasSubstr("could not be removed")));
+    store.fails = false;
+    mac.say(R"({"t":"sync","devices":[]})");
+    EXPECT_THAT(store.channels.at(nameOf('C')).devices, IsEmpty());
+}
+
+TEST_F(HubTest, AnotherAdmissionEndsTheOlderOne) {
+    HubPeer mac(hub, computer());
+    mac.say(addDevice('a'));
+    HubPeer a(hub, phone('a'));
+    mac.say(addDevice('a'));
+    EXPECT_FALSE(a.closed);
+    mac.say(R"({"t":"addDevice","device":)" + quoted('a') + R"(,"auth":")" + hashOf("other") +
+            R"("})");
+    EXPECT_EQ(a.closed, CloseCode::removed);
+    EXPECT_EQ(HubPeer(hub, phone('a')).admission, Admission::unauthorized);
+    const Moment start{};
+    for (int i = 0; i < limits::phoneMessages; ++i)
+        EXPECT_TRUE(hub.mayPost(phone('a'), start));
+    EXPECT_FALSE(hub.mayPost(phone('a'), start));
 }
 
 TEST_F(HubTest, AnInviteLetsOnePhoneAskOnce) {
