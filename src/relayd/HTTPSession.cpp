@@ -281,8 +281,10 @@ void HTTPSession::respond(unsigned status, std::string content, std::string_view
     if (status == 405)
         response.set(http::field::allow,
                      viewOf(m_parser->get().target()).starts_with("/api/") ? "POST" : "GET, HEAD");
-    if (status == 426)
+    if (status == 426) {
         response.set(http::field::sec_websocket_version, webSocketVersion);
+        response.set(http::field::upgrade, "websocket");
+    }
     response.body() = std::move(content);
     write(std::move(response));
 }
