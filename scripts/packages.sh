@@ -1,4 +1,4 @@
-# Debian's packages, by what needs them, and how they are installed; npm's for the phone page and the tests of the page. Sourced by ./dev.
+# Debian's packages, by what needs them, and how they are installed; npm's for the phone page and the tests. Sourced by ./dev.
 
 build_packages=(
   g++ cmake ninja-build pkg-config ccache mold python3
@@ -46,10 +46,10 @@ install_packages() {
     apt-get -qq install --yes --no-remove --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# install_npm_tools: what the phone page and the tests of the page take from npm, exactly as their locks name it.
+# install_npm_tools: what the phone page and the tests take from npm, exactly as their locks name it.
 install_npm_tools() {
   local folder
-  for folder in tests/page phone; do
+  for folder in tests/page tests/phone phone; do
     [ "$folder/package-lock.json" -nt "$folder/node_modules/.package-lock.json" ] || continue
     echo "dev: installing what $folder needs from npm"
     (cd "$folder" && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error >/dev/null)
