@@ -1,6 +1,5 @@
 import { readFileSync } from "node:fs";
 
-import preact from "@preact/preset-vite";
 import { defineConfig, type Plugin } from "vite";
 
 /**
@@ -27,7 +26,7 @@ function workerOf(shell: string[]): string {
 }
 
 export default defineConfig({
-  plugins: [preact(), worker()],
+  plugins: [worker()],
   build: {
     target: ["chrome109", "firefox115", "safari16.4"],
     // Every file is one of the relay's, which lets the page load nothing else.

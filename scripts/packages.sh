@@ -46,10 +46,11 @@ install_packages() {
     apt-get -qq install --yes --no-remove --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# install_npm_tools: what the phone page and the tests take from npm, exactly as their locks name it.
+# install_npm_tools [FOLDER...]: what the phone page and the tests take from npm, exactly as their locks name it.
 install_npm_tools() {
   local folder
-  for folder in tests/page tests/phone phone; do
+  [ $# -gt 0 ] || set -- phone tests/page tests/phone
+  for folder in "$@"; do
     [ "$folder/package-lock.json" -nt "$folder/node_modules/.package-lock.json" ] || continue
     echo "dev: installing what $folder needs from npm"
     (cd "$folder" && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error >/dev/null)

@@ -21,7 +21,7 @@ struct RelayOptions {
     std::string host = "127.0.0.1"; ///< an IP address
     std::uint16_t port = 8788;      ///< 0: any free one
     std::filesystem::path database = "tamsell-relay.db";
-    std::optional<std::filesystem::path> page; ///< the folder served at "/"
+    std::optional<std::filesystem::path> page; ///< the folder served at "/"; none: the own one
     std::vector<AddressBlock> proxies;
     std::size_t maximumConnections = 20'000;
 

@@ -1,7 +1,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include <sys/resource.h>
 
@@ -32,6 +34,15 @@ std::optional<std::string> variable(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
+// Beside the program, where it is built and where it is installed.
+std::optional<std::filesystem::path> ownPage() {
+    std::error_code ignored;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    auto folder = program.parent_path().parent_path() / "share/tamsell/phone";
+    return std::filesystem::exists(folder / "index.html", ignored) ? std::optional(folder)
+                                                                   : std::nullopt;
+}
+
 int run(std::span<char* const> arguments) {
     for (const std::string_view argument : arguments) {
         if (argument == "--help") {
@@ -43,7 +54,9 @@ int run(std::span<char* const> arguments) {
             return 0;
         }
     }
-    const RelayOptions options = RelayOptions::from(arguments, variable);
+    RelayOptions options = RelayOptions::from(arguments, variable);
+    if (!options.page)
+        options.page = ownPage();
     SQLiteStore store(options.database);
     RelayServer server(options, store);
     logging::writeToStandardOutput("relay: listening on " + options.host + ":" +
