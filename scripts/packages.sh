@@ -7,7 +7,7 @@ build_packages=(
 )
 test_packages=(
   libgtest-dev libgmock-dev curl openssl libnss-wrapper procps
-  nettle-dev zbar-tools python3-websockets python3-cryptography
+  nettle-dev zbar-tools qrencode python3-websockets python3-cryptography
   dbus xvfb xdotool openbox xfce4-panel
   desktop-file-utils appstream
 )

@@ -1,17 +1,19 @@
 import assert from "node:assert/strict";
-import { mkdtemp, rm } from "node:fs/promises";
+import { mkdtemp, rm, writeFile } from "node:fs/promises";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { test } from "node:test";
 
 import { accessibilityFaults } from "../page/support/accessibility.mjs";
 import { openPage } from "../page/support/browser.mjs";
+import { launchChromium } from "../page/support/chromium.mjs";
 import { button, cardWith, says } from "../page/support/cards.mjs";
 import { RunningDaemon } from "../page/support/daemon.mjs";
 import { defer } from "../page/support/defer.mjs";
 import { runHook } from "../page/support/hook.mjs";
 import { bin, Program } from "../page/support/programs.mjs";
 import { until } from "../page/support/until.mjs";
+import { watchedPage } from "../page/support/watched-page.mjs";
 
 const phone = { viewport: { width: 390, height: 844 }, hasTouch: true, isMobile: true };
 // The page asks whether it would be admitted, which the browser reports as an error.
@@ -105,6 +107,39 @@ test("a link pairs, and leaves nothing in the address", async (t) => {
   const other = await openPage(t, { url, origin: relay.origin }, { ...phone, allowed: [/status of 401/] });
   await button(other, "配對").click();
   await other.getByText("這個邀請不能用了").waitFor({ timeout: 30_000 });
+});
+
+test("the camera reads the code, and a link can be pasted", async (t) => {
+  const { relay, daemon } = await start(t);
+  const link = await control(daemon, "pair");
+  const film = join(relay.home, "film.mjpeg");
+  const painter = await openPage(t, { url: "about:blank", origin: "null" }, { viewport: { width: 640, height: 480 } });
+  const code = new Program("qrencode", ["-t", "SVG", "-s", "8", "-o", "-", link]);
+  await code.ended;
+  await painter.setContent(
+    `<style>svg { position: fixed; left: 90px; top: 10px; height: 460px }</style>${code.output}`,
+  );
+  await writeFile(film, await painter.screenshot({ type: "jpeg" }));
+
+  const camera = ["--use-fake-device-for-media-stream", `--use-file-for-fake-video-capture=${film}`];
+  const browser = await launchChromium(t, ...camera);
+  const open = (options) =>
+    watchedPage(t, browser, { url: relay.origin, origin: relay.origin }, { ...phone, ...options });
+  const page = await open({ allowed: asked, permissions: ["camera"] });
+  await button(page, "掃描 QR code").click();
+  await button(page, "配對").click();
+  await says(page.locator(".status"), "電腦在線");
+
+  const other = await open({ permissions: [] });
+  await other.getByLabel("或貼上配對連結").fill(link.slice(0, -10));
+  await button(other, "使用這個連結").click();
+  await other.getByText("這個連結不完整").waitFor();
+  await other.getByLabel("或貼上配對連結").fill(link.replace(/^http:..[^/]*/, "https://relay.example"));
+  await button(other, "使用這個連結").click();
+  await other.getByText("屬於另一個中繼（https://relay.example）").waitFor();
+  await other.getByLabel("或貼上配對連結").fill(` ${link.slice(0, 60)}\n${link.slice(60)}`);
+  await button(other, "使用這個連結").click();
+  await button(other, "配對").waitFor();
 });
 
 test("answers reach the agent, and count as sent when the computer says so", async (t) => {
