@@ -79,7 +79,7 @@ async function pairedPhone(t, { relay, daemon }, { name = "小葵的手機", all
   const page = await openPage(t, { url, origin: relay.origin }, { ...phone, allowed: allAllowed, ...options });
   await page.getByLabel("這支手機的名字").fill(name);
   await button(page, "配對").click();
-  await says(page.locator(".status"), "電腦在線");
+  await page.getByText("電腦在線").waitFor({ timeout: 30_000 });
   return page;
 }
 
@@ -228,6 +228,7 @@ test("a lost result is asked for once more and never passed off as somebody else
   assert.equal(await card.locator(".outcome").count(), 0);
   assert.equal(sent.length, 1);
   isDeaf = false;
+  await card.locator(".outcome").waitFor({ timeout: 30_000 });
   await says(card.locator(".outcome"), "已經結束，但沒有確認到你的回答。請到電腦前看。");
 });
 
@@ -246,7 +247,7 @@ test("the page says what is not there, and comes back by itself", async (t) => {
   await page.reload();
   await says(page.locator(".status"), "連不上中繼");
   await stage.relay.launch();
-  await says(page.locator(".status"), "電腦在線");
+  await page.getByText("電腦在線").waitFor({ timeout: 40_000 });
   await card.waitFor();
 });
 
