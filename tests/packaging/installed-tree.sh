@@ -21,6 +21,21 @@ libexec/tamsell/tamsell-hook
 share/tamsell/app.html
 TEXT
 
+# A relay's server gets the relay and the page that it serves, which the relay finds by itself.
+"$cmake" --install "$build" --prefix "$scratch/relay" --component relay >/dev/null
+TAMSELL_RELAY_DATABASE=$scratch/relay.db \
+  "$scratch/relay/bin/tamsell-relay" --listen 127.0.0.1:0 >"$scratch/relay.log" &
+relay=$!
+trap 'kill $relay || true; rm -rf "$scratch"' EXIT
+for _ in {1..100}; do
+  address=$(grep -o '127\.0\.0\.1:[1-9][0-9]*' "$scratch/relay.log") && break
+  sleep 0.1
+done
+script=$(curl -sSf "http://$address/" | grep -o 'assets/index-[^"]*\.js') || fail "the relay serves no page"
+curl -sSf -o /dev/null "http://$address/$script" || fail "the relay does not serve the page's script"
+kill $relay
+trap 'rm -rf "$scratch"' EXIT
+
 prefix=$scratch/whole
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
 [ ! -e "$build/bin/tamsell-desktop" ] || [ -x "$prefix/libexec/tamsell/tamsell-desktop" ] || fail "no tamsell-desktop"
