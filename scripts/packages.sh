@@ -3,7 +3,7 @@
 build_packages=(
   g++ cmake ninja-build pkg-config ccache mold python3
   qt6-base-dev qt6-svg-dev qt6-websockets-dev libsimdjson-dev libutf8proc-dev libssl-dev libqrencode-dev
-  libboost-dev libsqlite3-dev libsystemd-dev libxcb1-dev libxcb-screensaver0-dev libwayland-dev wayland-protocols
+  libboost-dev libsqlite3-dev libcurl4-openssl-dev libsystemd-dev libxcb1-dev libxcb-screensaver0-dev libwayland-dev wayland-protocols
 )
 test_packages=(
   libgtest-dev libgmock-dev curl openssl libnss-wrapper procps
