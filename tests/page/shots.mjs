@@ -6,6 +6,7 @@ import { fileURLToPath } from "node:url";
 
 import { devices, items, now, snapshotWith } from "./states.mjs";
 import { launchChromium } from "./support/chromium.mjs";
+import { during } from "./support/during.mjs";
 import { Stage } from "./support/stage.mjs";
 import { watchedPage } from "./support/watched-page.mjs";
 
@@ -65,16 +66,6 @@ const shots = {
   "web-card-unarmed-light": { ...one, pending: [], pose: unarmed, of: items.fresh },
   "web-card-settled-light": { ...one, pending: [items.compose], pose: settled, of: items.compose },
 };
-
-/** Does something with what ends as it would with a test. */
-async function during(action) {
-  const endings = [];
-  try {
-    await action({ after: (ending) => endings.push(ending) });
-  } finally {
-    for (const ending of endings) await ending();
-  }
-}
 
 async function shoot(t, browser, path, { pending, pose, of, width, colorScheme }) {
   const stage = await Stage.start(t, { snapshot: snapshotWith(...pending), devices });
