@@ -18,9 +18,10 @@ export class Desk {
   /**
    * @param relay its origin
    * @param clock gives the time of what is sealed
+   * @param inviteLife milliseconds that the link is good for
    */
-  constructor(relay, { state, clock = Date.now }) {
-    Object.assign(this, { relay, state, clock });
+  constructor(relay, { state, clock = Date.now, inviteLife = 600_000 }) {
+    Object.assign(this, { relay, state, clock, inviteLife });
   }
 
   static async start(t, relay, options) {
@@ -43,9 +44,10 @@ export class Desk {
     await once(this.#socket, "open");
     this.#send({ t: "sync", devices: [...this.#keys.keys()] });
     const hash = wire.hashText(wire.inviteToken(this.#secret));
-    this.#send({ t: "invite", hash, expires: Date.now() + 600_000 });
+    this.#send({ t: "invite", hash, expires: Date.now() + this.inviteLife });
   }
 
+  /** It is gone, and comes back with connect(). */
   async leave() {
     if (this.#socket.readyState === WebSocket.CLOSED) return;
     const closed = once(this.#socket, "close");

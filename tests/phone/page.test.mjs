@@ -14,44 +14,13 @@ import { runHook } from "../page/support/hook.mjs";
 import { bin, Program } from "../page/support/programs.mjs";
 import { until } from "../page/support/until.mjs";
 import { watchedPage } from "../page/support/watched-page.mjs";
+import { Relay } from "./real-relay.mjs";
 
 const phone = { viewport: { width: 390, height: 844 }, hasTouch: true, isMobile: true };
 // The page asks whether it would be admitted, which the browser reports as an error.
 const asked = [/status of 426/];
 const lost = [/ERR_CONNECTION_REFUSED|WebSocket connection/];
 const over = "已經回答過或已逾時";
-
-/** The real relay, which serves the page. */
-class Relay {
-  static async start(t) {
-    const home = await mkdtemp(join(tmpdir(), "tamsell-relay-"));
-    const relay = new Relay();
-    relay.home = home;
-    relay.address = "127.0.0.1:0";
-    defer(t, async () => {
-      await relay.kill();
-      await rm(home, { recursive: true });
-    });
-    await relay.launch();
-    return relay;
-  }
-
-  /** At the same address as before. */
-  async launch() {
-    const database = join(this.home, "relay.db");
-    this.program = new Program(join(bin, "tamsell-relay"), [...["--listen", this.address, "--database", database]]);
-    const listening = () => /listening on (\S+)/.exec(this.program.output);
-    await until(() => listening() || !this.program.isRunning, "the relay to listen");
-    assert.ok(listening(), this.program.output);
-    this.address = listening()[1];
-    this.origin = `http://${this.address}`;
-  }
-
-  async kill() {
-    this.program.signal("SIGKILL");
-    await this.program.ended;
-  }
-}
 
 async function control(daemon, ...args) {
   const program = new Program(join(bin, "tamsellctl"), args, { env: { ...process.env, TAMSELL_HOME: daemon.home } });
