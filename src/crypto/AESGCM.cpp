@@ -27,17 +27,28 @@ int lengthOf(std::size_t size) {
     return static_cast<int>(size);
 }
 
-// A context with key and nonce set. Freeing it overwrites what it knows of the key.
-Context begin(const Key& key, std::span<const std::uint8_t> nonce, Direction direction) {
+const EVP_CIPHER* algorithmFor(const Key& /*key*/) {
     static const Cipher algorithm(EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr));
+    return algorithm.get();
+}
+
+const EVP_CIPHER* algorithmFor(const Key128& /*key*/) {
+    static const Cipher algorithm(EVP_CIPHER_fetch(nullptr, "AES-128-GCM", nullptr));
+    return algorithm.get();
+}
+
+// A context with key and nonce set. Freeing it overwrites what it knows of the key.
+template <typename AnyKey>
+Context begin(const AnyKey& key, std::span<const std::uint8_t> nonce, Direction direction) {
+    const EVP_CIPHER* const algorithm = algorithmFor(key);
     Context context(EVP_CIPHER_CTX_new());
     std::size_t nonceLength = nonce.size();
     const OSSL_PARAM parameters[] = {
         OSSL_PARAM_construct_size_t(OSSL_CIPHER_PARAM_IVLEN, &nonceLength),
         OSSL_PARAM_construct_end()};
     requireOpenSSL(algorithm && context &&
-                       EVP_CipherInit_ex2(context.get(), algorithm.get(), key.bytes().data(),
-                                          nullptr, static_cast<int>(direction), parameters) == 1 &&
+                       EVP_CipherInit_ex2(context.get(), algorithm, key.bytes().data(), nullptr,
+                                          static_cast<int>(direction), parameters) == 1 &&
                        EVP_CipherInit_ex2(context.get(), nullptr, nullptr, nonce.data(),
                                           static_cast<int>(direction), nullptr) == 1,
                    "OpenSSL refused to set up AES-GCM");
@@ -49,10 +60,9 @@ bool addAssociatedData(EVP_CIPHER_CTX* context, std::string_view data) {
     return EVP_CipherUpdate(context, nullptr, &written, bytesOf(data), lengthOf(data.size())) == 1;
 }
 
-} // namespace
-
-std::vector<std::uint8_t> seal(const Key& key, std::span<const std::uint8_t> nonce,
-                               std::string_view associatedData, std::string_view plaintext) {
+template <typename AnyKey>
+std::vector<std::uint8_t> sealWith(const AnyKey& key, std::span<const std::uint8_t> nonce,
+                                   std::string_view associatedData, std::string_view plaintext) {
     const OpenSSLErrors errors;
     const Context context = begin(key, nonce, Direction::seal);
     std::vector<std::uint8_t> sealed(plaintext.size() + tagSize);
@@ -69,8 +79,9 @@ std::vector<std::uint8_t> seal(const Key& key, std::span<const std::uint8_t> non
     return sealed;
 }
 
-std::string open(const Key& key, std::span<const std::uint8_t> nonce,
-                 std::string_view associatedData, std::span<const std::uint8_t> sealed) {
+template <typename AnyKey>
+std::string openWith(const AnyKey& key, std::span<const std::uint8_t> nonce,
+                     std::string_view associatedData, std::span<const std::uint8_t> sealed) {
     if (nonce.size() < nonceSize || nonce.size() > maximumNonceSize)
         throw CipherError("not the length of a nonce");
     if (sealed.size() < tagSize)
@@ -92,6 +103,28 @@ std::string open(const Key& key, std::span<const std::uint8_t> nonce,
     if (EVP_DecryptFinal_ex(context.get(), out + written, &written) != 1)
         throw CipherError("authentication failure");
     return plaintext;
+}
+
+} // namespace
+
+std::vector<std::uint8_t> seal(const Key& key, std::span<const std::uint8_t> nonce,
+                               std::string_view associatedData, std::string_view plaintext) {
+    return sealWith(key, nonce, associatedData, plaintext);
+}
+
+std::vector<std::uint8_t> seal(const Key128& key, std::span<const std::uint8_t> nonce,
+                               std::string_view associatedData, std::string_view plaintext) {
+    return sealWith(key, nonce, associatedData, plaintext);
+}
+
+std::string open(const Key& key, std::span<const std::uint8_t> nonce,
+                 std::string_view associatedData, std::span<const std::uint8_t> sealed) {
+    return openWith(key, nonce, associatedData, sealed);
+}
+
+std::string open(const Key128& key, std::span<const std::uint8_t> nonce,
+                 std::string_view associatedData, std::span<const std::uint8_t> sealed) {
+    return openWith(key, nonce, associatedData, sealed);
 }
 
 } // namespace aesgcm

@@ -80,6 +80,43 @@ TEST(AESGCM, SealsAndOpensThePublishedCases) {
     }
 }
 
+// The same appendix's cases 1, 2 and 4.
+TEST(AESGCM, SealsAndOpensThePublishedCasesForShortKeys) {
+    const struct {
+        const char* key;
+        const char* nonce;
+        const char* associatedData;
+        const char* plaintext;
+        const char* sealed;
+    } cases[] = {
+        {"00000000000000000000000000000000", "000000000000000000000000", "", "",
+         "58e2fccefa7e3061367f1d57a4e7455a"},
+        {"00000000000000000000000000000000", "000000000000000000000000", "",
+         "00000000000000000000000000000000",
+         "0388dace60b6a392f328c2b971b2fe78ab6e47d42cec13bdf53a67b21257bddf"},
+        {"feffe9928665731c6d6a8f9467308308", "cafebabefacedbaddecaf888",
+         "feedfacedeadbeeffeedfacedeadbeefabaddad2",
+         "d9313225f88406e5a55909c5aff5269a86a7a9531534f7da2e4c303d8a318a72"
+         "1c3c0c95956809532fcf0e2449a6b525b16aedf5aa0de657ba637b39",
+         "42831ec2217774244b7221b784d0d49ce3aa212f2c02a4e035c17e2329aca12e"
+         "21d514b25466931c7d8f6a5aac84aa051ba30b396a0aac973d58e091"
+         "5bc94fbc3221a5db94fae95ae7121a47"},
+    };
+    for (const auto& each : cases) {
+        const auto bytes = fromHex(each.key);
+        const aesgcm::Key128 key{std::span(bytes).first<16>()};
+        auto sealed = fromHex(each.sealed);
+        const auto nonce = fromHex(each.nonce);
+        const std::string associatedData = textFromHex(each.associatedData);
+        const std::string plaintext = textFromHex(each.plaintext);
+        EXPECT_THAT(aesgcm::seal(key, nonce, associatedData, plaintext), ElementsAreArray(sealed));
+        EXPECT_EQ(aesgcm::open(key, nonce, associatedData, sealed), plaintext);
+        sealed.back() ^= 1;
+        EXPECT_THROW(static_cast<void>(aesgcm::open(key, nonce, associatedData, sealed)),
+                     CipherError);
+    }
+}
+
 TEST(AESGCM, RefusesWhatWasChanged) {
     using Change = std::function<void(Message&)>;
     const std::pair<const char*, Change> changes[] = {
