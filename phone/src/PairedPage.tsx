@@ -42,13 +42,14 @@ export class PairedPage {
     clearInterval(this.#timer);
     this.#computer.end();
     this.#waiting?.end();
-    document.documentElement.classList.remove("is-offline");
+    document.documentElement.classList.remove("is-offline", "is-removed");
     document.title = "Tamsell";
   }
 
   #show(): void {
     const isOnline = this.#computer.connection === "online";
     document.documentElement.classList.toggle("is-offline", !isOnline);
+    document.documentElement.classList.toggle("is-removed", this.#computer.connection === "removed");
     this.#still.during(() => {
       this.#showItems();
       this.#draw();

@@ -39,6 +39,8 @@ const unreadable = {
   isCommand: false,
 };
 const previewText = "內容太長，這裡只有一部分。回答會用在全部內容上；要看完整的請到電腦前。";
+// Milliseconds for which nobody wonders whether the tap was noticed.
+const unnoticed = 1000;
 const endedElsewhere = "已經回答過或已逾時";
 const outcomes = new Map([
   ["allow", "已允許"],
@@ -54,6 +56,7 @@ export class Card {
   #fill = element("div", { class: "fill" });
   #actions = element("div", { class: "actions" });
   #problem = element("p", { class: "problem", role: "alert" });
+  #progress = element("p", { class: "caption sending", role: "status" });
   #isReadable;
   #hidesSomething;
   #isDoubtful; // So that approving does not suggest itself.
@@ -99,6 +102,7 @@ export class Card {
       ...(view.claim ? [claimView(view.claim)] : []),
       this.#actions,
       this.#problem,
+      this.#progress,
     );
     if (isStop) this.#offerReply();
     else this.#offerAnswers();
@@ -214,8 +218,12 @@ export class Card {
     if (this.#phase !== "waiting") return;
     this.#phase = "sending";
     this.element.classList.add("is-sending");
+    this.#say(this.#problem, "");
+    const slow = setTimeout(() => this.#say(this.#progress, "正在送出…"), unnoticed);
     const outcome = await this.#page.answer(this.#item, answer);
+    clearTimeout(slow);
     this.element.classList.remove("is-sending");
+    this.#say(this.#progress, "");
     this.#phase = "waiting";
     this.#mayHaveArrived ||= outcome.is === "unknown" || outcome.is === "unconfirmed";
     if (outcome.is === "done") {
@@ -225,8 +233,12 @@ export class Card {
       this.#settle(this.#mayHaveArrived || outcome.is === "unconfirmed" ? this.#page.unconfirmed : outcome.text);
     } else {
       if (this.#hasEnded) return this.end();
-      this.#page.still.during(() => setText(this.#problem, outcome.text));
+      this.#say(this.#problem, outcome.text);
     }
+  }
+
+  #say(where, text) {
+    this.#page.still.during(() => setText(where, text));
   }
 
   #settle(text, height = this.element.offsetHeight) {

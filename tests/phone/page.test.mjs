@@ -193,7 +193,7 @@ test("a lost result is asked for once more and never passed off as somebody else
   isDeaf = true;
   await button(card, "允許").click();
   assert.equal(JSON.parse(await asking.reply).hookSpecificOutput.decision.behavior, "allow");
-  await page.waitForTimeout(1000);
+  await says(card.locator(".sending"), "正在送出…");
   assert.equal(await card.locator(".outcome").count(), 0);
   assert.equal(sent.length, 1);
   isDeaf = false;
@@ -239,6 +239,7 @@ test("a phone that the computer removes says so, and asks no more", async (t) =>
   const [{ id }] = await phonesOf(stage.daemon);
   await control(stage.daemon, "devices", "remove", id);
   await says(page.locator(".status"), "已經移除");
+  assert.ok(await page.getByText("沒有在等你的事").isHidden());
   await button(page, "重新配對").click();
   await button(page, "掃描 QR code").waitFor();
 });
