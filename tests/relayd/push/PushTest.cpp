@@ -135,7 +135,7 @@ TEST(Subscription, IsKeptWholeAndRefusedWithWords) {
     EXPECT_EQ(kept.endpoint, given.endpoint);
     EXPECT_EQ(kept.origin, "https://web.push.apple.com");
     EXPECT_EQ(kept.keys.p256dh, given.keys.p256dh);
-    const auto problem = [](std::string json) {
+    const auto problem = [](const std::string& json) {
         try {
             (void)Subscription::from(json, {});
         } catch (const SubscriptionError& error) {
